@@ -1,0 +1,186 @@
+// TIFF. Its own library is safe on damage, but DevIL reads a block of memory at any offset, FreeImage follows
+// directories inside directories without end, and both take the memory that a small file asks for.
+#include "core/image_guard_checks.h"
+
+namespace zarn {
+namespace {
+
+constexpr std::uint32_t most_pages = 0xffff;
+constexpr std::uint64_t largest_freed_profile = 1u << 16;
+constexpr std::uint32_t deepest_directory = 4; // a reduced picture inside a picture
+
+enum tag : std::uint16_t {
+    tag_width = 256,
+    tag_height = 257,
+    tag_bits = 258,
+    tag_strip_offsets = 273,
+    tag_samples = 277,
+    tag_tile_offsets = 324,
+    tag_directories = 330,
+    tag_jpeg_offset = 513,
+    tag_jpeg_quantisation = 519,
+    tag_jpeg_dc = 520,
+    tag_jpeg_ac = 521,
+    tag_iptc = 33723,
+    tag_resources = 34377, // as in PSD
+    tag_exif = 34665,
+    tag_profile = 34675,
+};
+
+class tiff_checker {
+public:
+    tiff_checker(byte_source& bytes, image_decoder decoder, bool big_endian, bool large) noexcept
+        : bytes_(bytes)
+        , decoder_(decoder)
+        , big_endian_(big_endian)
+        , large_(large) {}
+
+    bool check_all() noexcept {
+        std::uint64_t directory = large_ ? u64(8) : u32(4);
+        if (directory == 0) return false;
+        for (std::uint32_t page = 0; directory != 0; ++page) {
+            if (page > most_pages || !check_directory(directory, 0)) return false;
+            const std::uint64_t next = entries_start(directory) + entry_count(directory) * entry_size();
+            directory = bytes_.holds(next, large_ ? 8 : 4) ? offset_at(next) : 0;
+        }
+        return true;
+    }
+
+private:
+    // Numbers in the file's byte order; the large form of the format has offsets and counts of 64 bits.
+    std::uint64_t u16(std::uint64_t at) noexcept { return big_endian_ ? bytes_.be16(at) : bytes_.le16(at); }
+    std::uint64_t u32(std::uint64_t at) noexcept { return big_endian_ ? bytes_.be32(at) : bytes_.le32(at); }
+    std::uint64_t u64(std::uint64_t at) noexcept {
+        return big_endian_ ? u32(at) << 32 | u32(at + 4) : u32(at + 4) << 32 | u32(at);
+    }
+    std::uint64_t offset_at(std::uint64_t at) noexcept { return large_ ? u64(at) : u32(at); }
+    std::uint64_t entry_size() const noexcept { return large_ ? 20 : 12; }
+    std::uint64_t entries_start(std::uint64_t directory) const noexcept { return directory + (large_ ? 8 : 2); }
+    std::uint64_t entry_count(std::uint64_t directory) noexcept { return large_ ? u64(directory) : u16(directory); }
+
+    // One value of a directory's entry; data_ is where its values lie.
+    std::uint64_t value(std::uint64_t index) noexcept {
+        const std::uint64_t at = data_ + index * value_size_;
+        return value_size_ == 1 ? bytes_.u8(at) : value_size_ == 2 ? u16(at) : value_size_ == 4 ? u32(at) : u64(at);
+    }
+
+    // Sets data_, value_size_ and value_count_; false when the values lie outside of the file.
+    bool find_values(std::uint64_t entry) noexcept {
+        constexpr std::uint8_t sizes[19] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4, 0, 0, 8, 8, 8};
+        const std::uint64_t type = u16(entry + 2);
+        const std::uint64_t room = large_ ? 8 : 4;
+        value_size_ = type < 19 ? sizes[type] : 0;
+        value_count_ = offset_at(entry + 4);
+        data_ = entry + (large_ ? 12 : 8);
+        if (value_size_ == 0 || value_count_ <= room / value_size_) return true; // of an unknown type nothing is read
+        data_ = offset_at(data_);
+        return value_count_ <= bytes_.size() / value_size_ && bytes_.holds(data_, value_count_ * value_size_);
+    }
+
+    bool has_sound_offsets() noexcept {
+        for (std::uint64_t i = 0; i < value_count_ && value_size_ != 0; ++i)
+            if (value(i) > bytes_.size()) return false;
+        return true;
+    }
+
+    // The captions of press agencies. FreeImage takes them for four times as long as they are: they must end by
+    // themselves, and in the other byte order it writes all over that length.
+    bool has_sound_captions() noexcept {
+        const std::uint64_t end = data_ + value_count_ * value_size_;
+        std::uint64_t at = data_;
+        while (at + 1 < end && bytes_.be16(at) != 0x1c02) ++at;
+        if (at + 1 >= end) return false;
+        while (at < end && bytes_.u8(at) == 0x1c) {
+            if (at + 5 > end) return false;
+            at += 5 + bytes_.be16(at + 3);
+        }
+        return at <= end;
+    }
+
+    bool check_directory(std::uint64_t directory, std::uint32_t depth) noexcept {
+        if (depth > deepest_directory || !bytes_.holds(directory, large_ ? 8 : 2)) return false;
+        const std::uint64_t count = entry_count(directory);
+        if (count > 0xffff || !bytes_.holds(entries_start(directory), count * entry_size())) return false;
+        std::uint64_t width = 0;
+        std::uint64_t height = 0;
+        std::uint64_t bits = 1;
+        std::uint64_t samples = 1;
+        std::uint64_t inner = 0;
+        std::uint64_t profile_size = 0;
+        bool has_exif = false;
+        for (std::uint64_t i = 0; i < count; ++i) {
+            const std::uint64_t entry = entries_start(directory) + i * entry_size();
+            if (!find_values(entry)) return false;
+            const std::uint64_t first = value_count_ > 0 && value_size_ > 0 ? value(0) : 0;
+            switch (u16(entry)) {
+            case tag_width:
+                width = first;
+                break;
+            case tag_height:
+                height = first;
+                break;
+            case tag_bits:
+                bits = first;
+                break;
+            case tag_samples:
+                samples = first;
+                break;
+            case tag_directories:
+                inner = first;
+                break;
+            case tag_exif:
+                has_exif = true;
+                break;
+            case tag_profile:
+                profile_size = value_count_;
+                break;
+            case tag_iptc:
+                if (decoder_ == image_decoder::freeimage && (big_endian_ || !has_sound_captions())) return false;
+                break;
+            case tag_resources:
+                if (!has_sound_psd_resources(bytes_, data_, data_ + value_count_ * value_size_)) return false;
+                break;
+            case tag_strip_offsets:
+            case tag_tile_offsets:
+            case tag_jpeg_offset:
+            case tag_jpeg_quantisation:
+            case tag_jpeg_dc:
+            case tag_jpeg_ac:
+                if (!has_sound_offsets()) return false;
+                break;
+            default:
+                break;
+            }
+        }
+        // FreeImage copies the colour profile after it has been freed for the camera's notes. The memory of a small one
+        // stays.
+        if (decoder_ == image_decoder::freeimage && has_exif && profile_size > largest_freed_profile) return false;
+        if (bits > 128 || samples > 64 || !is_countable(width, height, (bits * samples + 7) / 8)) return false;
+        total_ += width * height * (bits * samples + 7) / 8;
+        return is_plausible_packed(total_, bytes_.size()) && (inner == 0 || check_directory(inner, depth + 1));
+    }
+
+    byte_source& bytes_;
+    const image_decoder decoder_;
+    const bool big_endian_;
+    const bool large_;
+    std::uint64_t total_ = 0; // the bytes of all pages
+    std::uint64_t data_ = 0;
+    std::uint64_t value_size_ = 0;
+    std::uint64_t value_count_ = 0;
+};
+
+} // namespace
+
+bool is_tiff_header(byte_source& bytes) noexcept {
+    return bytes.starts_with(0, "II\x2a\0") || bytes.starts_with(0, "MM\0\x2a") || bytes.starts_with(0, "II\x2b\0") ||
+           bytes.starts_with(0, "MM\0\x2b");
+}
+
+bool is_sound_tiff(byte_source& bytes, image_decoder decoder) noexcept {
+    const bool big_endian = bytes.u8(0) == 'M';
+    return is_tiff_header(bytes) &&
+           tiff_checker(bytes, decoder, big_endian, bytes.u8(big_endian ? 3 : 2) == 43).check_all();
+}
+
+} // namespace zarn

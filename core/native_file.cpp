@@ -1,0 +1,125 @@
+#include "core/native_file.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include <zarn/binary.h>
+
+#include "core/image_state.h"
+#include "core/lz4_stream.h"
+#include "core/platform/files.h"
+
+namespace zarn {
+
+namespace {
+
+constexpr std::uint32_t impossible_type = 0xFFFFFFFF;
+
+bool write_words(std::FILE* file, const std::uint32_t* words, unsigned count) noexcept {
+    for (unsigned i = 0; i < count; ++i) {
+        unsigned char bytes[4];
+        for (unsigned b = 0; b < 4; ++b) bytes[b] = static_cast<unsigned char>(words[i] >> (8 * b));
+        if (std::fwrite(bytes, 1, sizeof(bytes), file) != sizeof(bytes)) return false;
+    }
+    return true;
+}
+
+bool read_words(std::FILE* file, std::uint32_t* words, unsigned count) noexcept {
+    for (unsigned i = 0; i < count; ++i) {
+        unsigned char bytes[4];
+        if (std::fread(bytes, 1, sizeof(bytes), file) != sizeof(bytes)) return false;
+        words[i] = 0;
+        for (unsigned b = 0; b < 4; ++b) words[i] |= static_cast<std::uint32_t>(bytes[b]) << (8 * b);
+    }
+    return true;
+}
+
+unsigned int fail_decompression(image_state& image) noexcept {
+    return fail(image, L"Compression Error: Failed to decompress pixels from file.");
+}
+
+// The file ends before what its header stands for.
+unsigned int fail_short_file(image_state& image, bool compressed) noexcept {
+    release_pixels(image);
+    if (compressed) return fail_decompression(image);
+    return fail(image, L"Failed to read pixels from file. Unexpected end of file.");
+}
+
+std::uint64_t bytes_left(std::FILE* file) noexcept {
+    std::uint64_t size = 0;
+    std::uint64_t position = 0;
+    if (!file_size(file, size) || !tell_file(file, position)) return 0;
+    return size - std::min(size, position);
+}
+
+// Whether the rest of the file can hold an array of this size, so that a false header claims no memory.
+bool is_plausible(std::uint64_t bytes, std::uint64_t left, bool compressed) noexcept {
+    return (compressed ? (bytes + lz4_largest_ratio - 1) / lz4_largest_ratio : bytes) <= left;
+}
+
+} // namespace
+
+unsigned int save_native(image_state& image, const wchar_t* path, const std::uint32_t* words, unsigned word_count,
+                         std::uint64_t pixel_bytes, bool compress) noexcept {
+    owned_file file(open_file(path, file_access::write));
+    if (!file) return fail(image, L"Failed to open file for binary write.");
+
+    const std::uint64_t bytes = has_pixels(image) ? pixel_count(image) * pixel_bytes : 0;
+    const std::uint32_t type = words[0] + (compress ? native_compressed : 0);
+    bool written = write_words(file.get(), &type, 1) && write_words(file.get(), words + 1, word_count - 1);
+    if (compress) {
+        written = written && zarn_compress_bytes_to_file_lz4(image.pixels, bytes, file.get());
+    } else if (bytes) {
+        written = written && std::fwrite(image.pixels, 1, static_cast<std::size_t>(bytes), file.get()) == bytes;
+    }
+    // A full disk may show only when the last bytes leave the buffer.
+    written = std::fclose(file.release()) == 0 && written;
+    if (written) return 1;
+    return fail(image, compress ? L"Compression Error: Failed to compress pixels to file."
+                                : L"Failed to write image to file.");
+}
+
+owned_file open_native(image_state& image, const wchar_t* path, std::uint32_t& type) noexcept {
+    free_image(image);
+    owned_file file(open_file(path, file_access::read));
+    if (!file) {
+        fail(image, L"Failed to open file for binary read.");
+    } else if (!read_words(file.get(), &type, 1)) {
+        type = impossible_type;
+    }
+    return file;
+}
+
+bool read_native_words(image_state& image, std::FILE* file, std::uint32_t* words, unsigned word_count,
+                       bool compressed) noexcept {
+    if (read_words(file, words, word_count)) return true;
+    fail_short_file(image, compressed);
+    return false;
+}
+
+unsigned int load_native_pixels(image_state& image, std::FILE* file, std::uint64_t pixel_bytes,
+                                bool compressed) noexcept {
+    const std::uint64_t count = pixel_count(image);
+    const std::uint64_t left = bytes_left(file);
+    if (count > UINT64_MAX / pixel_bytes || !is_plausible(count * pixel_bytes, left, compressed)) {
+        return fail_short_file(image, compressed);
+    }
+    image.pixels = allocate_pixels(count, pixel_bytes);
+    if (!image.pixels) {
+        release_pixels(image);
+        return fail_allocation(image, image.names->pixel_member);
+    }
+
+    const std::uint64_t bytes = count * pixel_bytes;
+    if (!compressed) {
+        if (std::fread(image.pixels, 1, static_cast<std::size_t>(bytes), file) != bytes)
+            return fail_short_file(image, false);
+        return 1;
+    }
+    std::uint64_t produced = 0;
+    if (read_lz4_stream(image.pixels, bytes, file, produced) && produced == bytes) return 1;
+    std::memset(static_cast<char*>(image.pixels) + produced, 0, static_cast<std::size_t>(bytes - produced));
+    return fail_decompression(image);
+}
+
+} // namespace zarn

@@ -1,0 +1,15 @@
+// Every public header of the library. The half-float records join in where the half-precision header is installed.
+#pragma once
+
+#include <zarn/binary.h>
+#include <zarn/export.h>
+#include <zarn/image_8.h>
+#include <zarn/lifecycle.h>
+#include <zarn/list.h>
+#include <zarn/owned.h>
+#include <zarn/pixels.h>
+#include <zarn/points.h>
+
+#if __has_include(<half.hpp>)
+    #include <zarn/half_pixels.h>
+#endif

@@ -1,0 +1,91 @@
+#include <algorithm>
+#include <cmath>
+
+#include "kernels/pixel_format.h"
+#include "kernels/resample.h"
+
+namespace zarn {
+
+namespace {
+
+// The source positions [start, end) that one destination position averages over.
+struct box {
+    std::uint32_t start;
+    std::uint32_t end;
+};
+
+// Boxes along one axis. Every intermediate value is a 32-bit float; they set the result.
+class box_placement {
+public:
+    box_placement(std::uint32_t source_length, std::uint32_t length)
+        : ___source_length(source_length)
+        , ___step(static_cast<float>(source_length) / static_cast<float>(length))
+        , ___side(std::max(___step, 3.0f)) {}
+
+    box operator()(std::uint32_t position) const {
+        const float centre = std::trunc(static_cast<float>(position) * ___step + ___step * 0.5f);
+        const float start = std::trunc(centre - ___side * 0.5f);
+        const float end = std::trunc(start + ___side);
+        // Beyond 2^24 pixels the floats may leave the source; an empty box is transparent then.
+        const auto last = std::min(static_cast<std::int64_t>(end), static_cast<std::int64_t>(___source_length));
+        const auto first = std::max<std::int64_t>(static_cast<std::int64_t>(start), 0);
+        return {static_cast<std::uint32_t>(std::min(first, last)), static_cast<std::uint32_t>(last)};
+    }
+
+private:
+    std::uint32_t ___source_length;
+    float ___step;
+    float ___side;
+};
+
+template <class Format>
+void average_box(const geometry_job& job, box columns, box rows, typename Format::sample* out) {
+    using sample = typename Format::sample;
+    constexpr unsigned n = channels<Format>;
+
+    std::uint64_t sums[n] = {};
+    std::uint64_t invisible = 0;
+    for (std::uint32_t y = rows.start; y < rows.end; ++y) {
+        const std::uint64_t memory_y = memory_row(y, job.source_height, job.lower_left);
+        const auto* pixel = static_cast<const sample*>(job.source) + (memory_y * job.source_width + columns.start) * n;
+        for (std::uint32_t x = columns.start; x < columns.end; ++x, pixel += n) {
+            // An invisible pixel adds nothing to any sum: its alpha is 0 already.
+            const bool visible = is_visible<Format>(pixel);
+            invisible += visible ? 0 : 1;
+            for (unsigned c = 0; c < n; ++c) sums[c] += visible ? pixel[c] : 0;
+        }
+    }
+    const std::uint64_t all = static_cast<std::uint64_t>(columns.end - columns.start) * (rows.end - rows.start);
+    const std::uint64_t visible = all - invisible;
+    for (unsigned c = 0; c < Format::colours; ++c) out[c] = static_cast<sample>(visible ? sums[c] / visible : 0);
+    if constexpr (Format::has_alpha) out[Format::colours] = static_cast<sample>(all ? sums[Format::colours] / all : 0);
+}
+
+} // namespace
+
+template <class Format>
+void area_average_rows(const geometry_job& job, row_range rows) {
+    using sample = typename Format::sample;
+    constexpr std::uint32_t block = 256;
+
+    const box_placement columns(job.source_width, job.width);
+    const box_placement lines(job.source_height, job.height);
+    // Column blocks, so that the boxes of a block's columns are placed once for all rows.
+    box placed[block];
+    for (std::uint64_t left = 0; left < job.width; left += block) {
+        const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(block, job.width - left));
+        for (std::uint32_t i = 0; i < count; ++i) placed[i] = columns(static_cast<std::uint32_t>(left) + i);
+        for (std::uint32_t row = rows.start; row < rows.end; ++row) {
+            const box line = lines(row);
+            const std::uint64_t memory_y = memory_row(row, job.height, job.lower_left);
+            auto* out = static_cast<sample*>(job.destination) + (memory_y * job.width + left) * channels<Format>;
+            for (std::uint32_t i = 0; i < count; ++i)
+                average_box<Format>(job, placed[i], line, out + i * channels<Format>);
+        }
+    }
+}
+
+#define ZARN_INSTANTIATE(format) template void area_average_rows<format>(const geometry_job&, row_range);
+ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+
+} // namespace zarn

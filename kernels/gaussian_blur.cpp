@@ -1,0 +1,151 @@
+#include <algorithm>
+#include <cmath>
+#include <type_traits>
+
+#include "kernels/blur.h"
+#include "kernels/pixel_format.h"
+#include "kernels/vector/gaussian_blur.h"
+
+namespace zarn {
+
+namespace {
+
+// Weights are 32-bit floats between exp(-2) and 1, so products with 8- and 16-bit samples and their sums over any
+// kernel are exact in double: the order of the sums is free.
+template <class Format>
+struct tap_sums {
+    using sample = typename Format::sample;
+
+    double sums[channels<Format>] = {};
+    double visible = 0.0;
+
+    void add(double weight, const sample* pixel) {
+        // The alpha of an invisible pixel is 0, so one weight serves colour and alpha.
+        const double visible_weight = is_visible<Format>(pixel) ? weight : 0.0;
+        for (unsigned c = 0; c < channels<Format>; ++c) sums[c] += visible_weight * pixel[c];
+        visible += visible_weight;
+    }
+
+    void write_colour(sample* out) const {
+        for (unsigned c = 0; c < Format::colours; ++c) out[c] = static_cast<sample>(sums[c] / visible);
+    }
+
+    void write_alpha(double all, sample* out) const {
+        if constexpr (Format::has_alpha) out[Format::colours] = static_cast<sample>(sums[Format::colours] / all);
+    }
+};
+
+constexpr double fixed_scale = 1u << 26;
+
+// The taps [first, last] around a position.
+struct tap_range {
+    std::uint32_t first;
+    std::uint32_t last;
+};
+
+tap_range taps_around(std::uint32_t position, std::uint32_t length, std::uint32_t radius) {
+    return {position - std::min(position, radius), position + std::min(radius, length - 1 - position)};
+}
+
+} // namespace
+
+gaussian_weights make_gaussian_weights(float sigma) {
+    const float cut = std::min(sigma, 250.0f);
+    const float sigma_squared = cut * cut;
+    gaussian_weights weights;
+    weights.radius = static_cast<std::uint32_t>(2.0f * cut);
+    for (std::uint32_t d = 0; d <= weights.radius; ++d) {
+        const auto distance = static_cast<float>(d);
+        // At distance 0 a sigma whose square vanishes would give 0 / 0.
+        weights.weight[d] = d ? std::exp(-(distance * distance) / (2.0f * sigma_squared)) : 1.0f;
+        const double scaled = weights.weight[d] * fixed_scale;
+        const auto whole = static_cast<std::uint32_t>(scaled);
+        const fixed_weight fixed{whole >> 13, whole & 0x1FFF};
+        weights.fixed[largest_gaussian_radius - d] = weights.fixed[largest_gaussian_radius + d] = fixed;
+        weights.cumulative[d] = (d ? weights.cumulative[d - 1] : 0.0) + scaled;
+    }
+    return weights;
+}
+
+namespace {
+
+template <class Format>
+void plain_horizontal(const gaussian_job& job, row_range rows) {
+    using sample = typename Format::sample;
+    constexpr unsigned n = channels<Format>;
+
+    const gaussian_weights& weights = *job.weights;
+    for (std::uint32_t row = rows.start; row < rows.end; ++row) {
+        const std::uint64_t line = static_cast<std::uint64_t>(row) * job.width * n;
+        const sample* source = static_cast<const sample*>(job.image) + line;
+        sample* out = static_cast<sample*>(job.temporary) + line;
+        for (std::uint32_t x = 0; x < job.width; ++x, out += n) {
+            const tap_range taps = taps_around(x, job.width, weights.radius);
+            tap_sums<Format> sums;
+            for (std::uint32_t at = taps.first; at <= taps.last; ++at) {
+                sums.add(weights.weight[at < x ? x - at : at - x], source + at * std::uint64_t{n});
+            }
+            if (sums.visible != 0.0) {
+                sums.write_colour(out);
+            } else {
+                std::fill(out, out + Format::colours, sample{0});
+            }
+            sums.write_alpha(weights.sum(x - taps.first, taps.last - x) / fixed_scale, out);
+        }
+    }
+}
+
+template <class Format>
+void plain_vertical(const gaussian_job& job, row_range rows) {
+    using sample = typename Format::sample;
+    constexpr unsigned n = channels<Format>;
+    constexpr std::uint32_t block = 128;
+
+    const gaussian_weights& weights = *job.weights;
+    const std::uint64_t line = static_cast<std::uint64_t>(job.width) * n;
+    // Column blocks: the rows under the kernel stay in cache from one output row to the next.
+    tap_sums<Format> sums[block];
+    for (std::uint64_t left = 0; left < job.width; left += block) {
+        const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(block, job.width - left));
+        for (std::uint32_t row = rows.start; row < rows.end; ++row) {
+            const tap_range taps = taps_around(row, job.height, weights.radius);
+            std::fill(sums, sums + count, tap_sums<Format>{});
+            for (std::uint32_t at = taps.first; at <= taps.last; ++at) {
+                const double weight = weights.weight[at < row ? row - at : at - row];
+                const sample* pixel = static_cast<const sample*>(job.temporary) + at * line + left * n;
+                for (std::uint32_t i = 0; i < count; ++i, pixel += n) sums[i].add(weight, pixel);
+            }
+            const double all = weights.sum(row - taps.first, taps.last - row) / fixed_scale;
+            sample* out = static_cast<sample*>(job.image) + row * line + left * n;
+            for (std::uint32_t i = 0; i < count; ++i, out += n) {
+                if (job.blur_colour && sums[i].visible != 0.0) sums[i].write_colour(out);
+                if (job.blur_alpha) sums[i].write_alpha(all, out);
+            }
+        }
+    }
+}
+
+} // namespace
+
+template <class Format>
+void gaussian_horizontal(const gaussian_job& job, row_range rows) {
+    if constexpr (std::is_same_v<Format, rgba_8>) {
+        if (vector::gaussian_horizontal_rgba_8(job, rows)) return;
+    }
+    plain_horizontal<Format>(job, rows);
+}
+
+template <class Format>
+void gaussian_vertical(const gaussian_job& job, row_range rows) {
+    if constexpr (std::is_same_v<Format, rgba_8>) {
+        if (vector::gaussian_vertical_rgba_8(job, rows)) return;
+    }
+    plain_vertical<Format>(job, rows);
+}
+
+#define ZARN_INSTANTIATE(format)                                                                                       \
+    template void gaussian_horizontal<format>(const gaussian_job&, row_range);                                         \
+    template void gaussian_vertical<format>(const gaussian_job&, row_range);
+ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+
+} // namespace zarn

@@ -1,0 +1,320 @@
+#include "kernels/vector/gaussian_blur.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "kernels/vector/gaussian_blur.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+// How the sums keep their bits: a weight is a 32-bit float between exp(-2) and 1, so weight * 2^26 is a whole number.
+// It is split into two halves of 13 bits, high and low; products with samples and sums of up to 1001 taps fit 32 bits
+// in each half (1001 * 255 * 2^13 < 2^31), and their combination is the exact sum. A quotient of sums S / W with W <
+// 2^36 lies at least 2^-36 below the next whole number or on one; S * (1 / W) in double is off by less than 2^-44, so
+// adding 2^-40 before truncation gives the whole part of the exact quotient.
+
+HWY_BEFORE_NAMESPACE();
+namespace zarn::vector::HWY_NAMESPACE {
+
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+
+bool gaussian_horizontal(const gaussian_job&, row_range) { return false; }
+bool gaussian_vertical(const gaussian_job&, row_range) { return false; }
+
+#else
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+constexpr std::uint32_t n = 4;                                      // samples of a pixel
+constexpr std::uint32_t block = 128;                                // pixels of a row worked on at a time
+constexpr std::uint32_t group_pixels = HWY_LANES(std::uint8_t) / n; // pixels of one vector of bytes
+constexpr std::uint32_t blocks_of_16 = HWY_LANES(std::uint8_t) / 16;
+constexpr double truncation_bias = 1.0 / (1ull << 40);
+
+const hn::ScalableTag<std::uint8_t> d8;
+const hn::ScalableTag<std::int16_t> d16;
+const hn::ScalableTag<std::int32_t> d32;
+const hn::ScalableTag<std::uint32_t> du32;
+
+// Pixels whose alpha is not 0.
+template <class D>
+HWY_INLINE hn::Mask<D> visible(D d, hn::Vec<D> pixels) {
+    constexpr std::uint8_t alpha_bytes[n] = {0, 0, 0, 255};
+    std::uint32_t alpha;
+    std::memcpy(&alpha, alpha_bytes, sizeof(alpha));
+    return hn::Ne(hn::And(pixels, hn::Set(d, alpha)), hn::Zero(d));
+}
+
+// The taps of one output position: their weights from `first` on, and where the first one lies.
+struct taps {
+    const std::uint8_t* first_pixel;
+    std::uint64_t step; // bytes from tap to tap
+    std::uint32_t count;
+    const fixed_weight* weights;
+};
+
+// Sums of one vector of samples, in the order in which the vectors interleave: lane order is undone by sum_index.
+struct group_sums {
+    HWY_ALIGN std::int32_t high[HWY_LANES(std::uint8_t)];
+    HWY_ALIGN std::int32_t low[HWY_LANES(std::uint8_t)];
+};
+
+constexpr std::uint32_t sum_index(std::uint32_t pixel) { return ((pixel % 4) * blocks_of_16 + pixel / 4) * n; }
+
+using V32 = hn::Vec<hn::ScalableTag<std::int32_t>>;
+
+struct pair_sum {
+    V32 even, odd;
+
+    HWY_INLINE void add(hn::Vec<hn::ScalableTag<std::int16_t>> samples,
+                        hn::Vec<hn::ScalableTag<std::int16_t>> weights) {
+        even = hn::ReorderWidenMulAccumulate(d32, samples, weights, even, odd);
+    }
+    HWY_INLINE V32 total() const { return hn::RearrangeToOddPlusEven(even, odd); }
+};
+
+HWY_INLINE void sum_group(const taps& t, std::uint64_t offset, group_sums& out) {
+    const pair_sum zero{hn::Zero(d32), hn::Zero(d32)};
+    pair_sum h0 = zero, h1 = zero, h2 = zero, h3 = zero, l0 = zero, l1 = zero, l2 = zero, l3 = zero;
+    const std::uint8_t* pixel = t.first_pixel + offset;
+    const auto none = hn::Zero(d8);
+    for (std::uint32_t tap = 0; tap < t.count; tap += 2, pixel += 2 * t.step) {
+        const bool paired = tap + 1 < t.count;
+        const auto a = hn::LoadU(d8, pixel);
+        const auto b = paired ? hn::LoadU(d8, pixel + t.step) : none;
+        const fixed_weight wa = t.weights[tap];
+        const fixed_weight wb = paired ? t.weights[tap + 1] : fixed_weight{0, 0};
+        const auto high = hn::BitCast(d16, hn::Set(d32, static_cast<std::int32_t>(wa.high | wb.high << 16)));
+        const auto low = hn::BitCast(d16, hn::Set(d32, static_cast<std::int32_t>(wa.low | wb.low << 16)));
+        const auto ab_lower = hn::InterleaveLower(d8, a, b);
+        const auto ab_upper = hn::InterleaveUpper(d8, a, b);
+        // Four vectors of pairs (sample of a, sample of b) in 16 bits, one pixel in each 16-byte block.
+        const auto p0 = hn::BitCast(d16, hn::InterleaveLower(d8, ab_lower, none));
+        const auto p1 = hn::BitCast(d16, hn::InterleaveUpper(d8, ab_lower, none));
+        const auto p2 = hn::BitCast(d16, hn::InterleaveLower(d8, ab_upper, none));
+        const auto p3 = hn::BitCast(d16, hn::InterleaveUpper(d8, ab_upper, none));
+        h0.add(p0, high);
+        h1.add(p1, high);
+        h2.add(p2, high);
+        h3.add(p3, high);
+        l0.add(p0, low);
+        l1.add(p1, low);
+        l2.add(p2, low);
+        l3.add(p3, low);
+    }
+    const std::size_t lanes = hn::Lanes(d32);
+    hn::Store(h0.total(), d32, out.high);
+    hn::Store(h1.total(), d32, out.high + lanes);
+    hn::Store(h2.total(), d32, out.high + 2 * lanes);
+    hn::Store(h3.total(), d32, out.high + 3 * lanes);
+    hn::Store(l0.total(), d32, out.low);
+    hn::Store(l1.total(), d32, out.low + lanes);
+    hn::Store(l2.total(), d32, out.low + 2 * lanes);
+    hn::Store(l3.total(), d32, out.low + 3 * lanes);
+}
+
+// 1 / (sum of the weights of visible taps) for `count` pixels, at least a vector of them; 0 where no tap is visible.
+HWY_INLINE void invert_visible_weights(const taps& t, std::uint32_t count, double* inverse) {
+    for (std::uint32_t group = 0; group < count; group += group_pixels) {
+        const std::uint32_t i = std::min(group, count - group_pixels);
+        auto high = hn::Zero(d32), low = hn::Zero(d32);
+        const std::uint8_t* pixel = t.first_pixel + i * n;
+        for (std::uint32_t tap = 0; tap < t.count; ++tap, pixel += t.step) {
+            const auto mask =
+                hn::RebindMask(d32, visible(du32, hn::LoadU(du32, reinterpret_cast<const std::uint32_t*>(pixel))));
+            high =
+                hn::Add(high, hn::IfThenElseZero(mask, hn::Set(d32, static_cast<std::int32_t>(t.weights[tap].high))));
+            low = hn::Add(low, hn::IfThenElseZero(mask, hn::Set(d32, static_cast<std::int32_t>(t.weights[tap].low))));
+        }
+        HWY_ALIGN std::int32_t highs[HWY_LANES(std::int32_t)], lows[HWY_LANES(std::int32_t)];
+        hn::Store(high, d32, highs);
+        hn::Store(low, d32, lows);
+        for (std::uint32_t lane = 0; lane < hn::Lanes(d32); ++lane) {
+            const double sum = highs[lane] * 8192.0 + lows[lane];
+            inverse[i + lane] = sum > 0.0 ? 1.0 / sum : 0.0;
+        }
+    }
+}
+
+// The whole parts of a pixel's quotients: three colours by one divisor, alpha by the other.
+using D4 = hn::CappedTag<double, 4>;
+HWY_INLINE std::uint32_t divide_pixel(const std::int32_t* high, const std::int32_t* low, double colour_inverse,
+                                      double alpha_inverse) {
+    const D4 d;
+    const hn::Rebind<std::int32_t, D4> di;
+    const hn::Rebind<std::uint8_t, D4> db;
+    HWY_ALIGN const double inverses[4] = {colour_inverse, colour_inverse, colour_inverse, alpha_inverse};
+    std::uint8_t bytes[4];
+    for (std::size_t i = 0; i < 4; i += hn::Lanes(d)) {
+        const auto sum = hn::Add(hn::Mul(hn::PromoteTo(d, hn::LoadU(di, high + i)), hn::Set(d, 8192.0)),
+                                 hn::PromoteTo(d, hn::LoadU(di, low + i)));
+        const auto quotient = hn::Add(hn::Mul(sum, hn::Load(d, inverses + i)), hn::Set(d, truncation_bias));
+        hn::StoreU(hn::DemoteTo(db, hn::DemoteTo(di, quotient)), db, bytes + i);
+    }
+    std::uint32_t pixel;
+    std::memcpy(&pixel, bytes, sizeof(pixel));
+    return pixel;
+}
+
+std::uint32_t alpha_of(std::uint32_t pixel) {
+    std::uint8_t bytes[4];
+    std::memcpy(bytes, &pixel, sizeof(bytes));
+    return bytes[3];
+}
+
+// Copies pixels with the invisible ones as 0; whether there were any.
+HWY_INLINE bool copy_visible(const std::uint32_t* from, std::uint32_t count, std::uint32_t* to) {
+    bool holes = false;
+    std::uint32_t i = 0;
+    for (; i + hn::Lanes(du32) <= count; i += hn::Lanes(du32)) {
+        const auto pixels = hn::LoadU(du32, from + i);
+        const auto mask = visible(du32, pixels);
+        holes |= !hn::AllTrue(du32, mask);
+        hn::StoreU(hn::IfThenElseZero(mask, pixels), du32, to + i);
+    }
+    for (; i < count; ++i) {
+        const bool keeps = alpha_of(from[i]) != 0;
+        to[i] = keeps ? from[i] : 0;
+        holes |= !keeps;
+    }
+    return holes;
+}
+
+bool gaussian_horizontal(const gaussian_job& job, row_range rows) {
+    if (job.width < group_pixels) return false;
+    const gaussian_weights& weights = *job.weights;
+    const std::uint32_t radius = weights.radius;
+    // A block with the margins its taps reach; pixels beyond the row count as invisible.
+    HWY_ALIGN std::uint32_t pixels[block + 2 * largest_gaussian_radius + group_pixels];
+    HWY_ALIGN double inverse_visible[block];
+    double inverse_all[block];
+    group_sums sums;
+    const double inverse_inside = 1.0 / weights.sum(radius, radius);
+    for (std::uint32_t left = 0; left < job.width; left += block) {
+        const std::uint32_t count = std::min(block, job.width - left);
+        const std::uint32_t margin_left = radius - std::min(left, radius);
+        const std::uint32_t start = left + margin_left - radius;
+        const std::uint32_t end =
+            static_cast<std::uint32_t>(std::min<std::uint64_t>(job.width, std::uint64_t{left} + count + radius));
+        const std::uint32_t filled = margin_left + (end - start);
+        const std::uint32_t needed = block + 2 * radius + group_pixels;
+        const bool at_edge = margin_left > 0 || filled < count + 2 * radius;
+        std::fill(pixels, pixels + margin_left, 0u);
+        std::fill(pixels + filled, pixels + needed, 0u);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const std::uint32_t x = left + i;
+            inverse_all[i] =
+                at_edge ? 1.0 / weights.sum(std::min(radius, x), std::min(radius, job.width - 1 - x)) : inverse_inside;
+        }
+        for (std::uint32_t row = rows.start; row < rows.end; ++row) {
+            const std::uint64_t line = std::uint64_t{row} * job.width;
+            const auto* source = static_cast<const std::uint32_t*>(job.image) + line;
+            auto* out = static_cast<std::uint32_t*>(job.temporary) + line + left;
+            const bool holes = copy_visible(source + start, end - start, pixels + margin_left);
+            const taps t{reinterpret_cast<const std::uint8_t*>(pixels), n, 2 * radius + 1,
+                         weights.fixed + largest_gaussian_radius - radius};
+            if (holes || at_edge) invert_visible_weights(t, std::max(count, group_pixels), inverse_visible);
+            const double* const inverse_colour = holes || at_edge ? inverse_visible : inverse_all;
+            for (std::uint32_t i = 0; i < count; i += group_pixels) {
+                sum_group(t, std::uint64_t{i} * n, sums);
+                const std::uint32_t in_group = std::min(group_pixels, count - i);
+                for (std::uint32_t p = 0; p < in_group; ++p) {
+                    const std::uint32_t at = sum_index(p);
+                    const std::uint32_t pixel =
+                        divide_pixel(sums.high + at, sums.low + at, inverse_colour[i + p], inverse_all[i + p]);
+                    // The vertical pass wants invisible pixels without colour.
+                    out[i + p] = alpha_of(pixel) ? pixel : 0;
+                }
+            }
+        }
+    }
+    return true;
+}
+
+bool gaussian_vertical(const gaussian_job& job, row_range rows) {
+    if (job.width < group_pixels) return false;
+    const gaussian_weights& weights = *job.weights;
+    const std::uint32_t radius = weights.radius;
+    const auto* source = static_cast<const std::uint32_t*>(job.temporary);
+    auto* image = static_cast<std::uint32_t*>(job.image);
+    const std::uint8_t mask_bytes[2][4] = {{255, 255, 255, 0}, {0, 0, 0, 255}};
+    std::uint32_t colour_mask, alpha_mask;
+    std::memcpy(&colour_mask, mask_bytes[0], 4);
+    std::memcpy(&alpha_mask, mask_bytes[1], 4);
+    if (!job.blur_colour) colour_mask = 0;
+    if (!job.blur_alpha) alpha_mask = 0;
+
+    HWY_ALIGN double inverse_visible[block];
+    // Which of the rows under the kernel have invisible pixels within the block, and how many have.
+    bool has_holes[2 * largest_gaussian_radius + 1];
+    group_sums sums;
+    const std::uint32_t window = 2 * radius + 1;
+    for (std::uint64_t start = 0; start < job.width; start += block) {
+        // Vectors must not reach beyond the row: what is left at its end is widened to the left, and worked on twice.
+        const auto left = static_cast<std::uint32_t>(std::min<std::uint64_t>(start, job.width - group_pixels));
+        const std::uint32_t count = std::min(block, job.width - left);
+        const auto row_has_holes = [&](std::uint32_t row) {
+            const std::uint32_t* pixel = source + std::uint64_t{row} * job.width + left;
+            auto all = hn::FirstN(du32, hn::Lanes(du32));
+            for (std::uint32_t i = 0; i < count; i += group_pixels) {
+                all = hn::And(all, visible(du32, hn::LoadU(du32, pixel + std::min(i, count - group_pixels))));
+            }
+            return !hn::AllTrue(du32, all);
+        };
+        std::uint32_t first_known = rows.start - std::min(radius, rows.start);
+        std::uint32_t known_until = first_known;
+        std::uint32_t rows_with_holes = 0;
+        for (std::uint32_t row = rows.start; row < rows.end; ++row) {
+            const std::uint32_t above = std::min(radius, row);
+            const std::uint32_t below = std::min(radius, job.height - 1 - row);
+            for (; first_known < row - above; ++first_known) rows_with_holes -= has_holes[first_known % window];
+            for (; known_until <= row + below; ++known_until) {
+                rows_with_holes += has_holes[known_until % window] = row_has_holes(known_until);
+            }
+            const taps t{reinterpret_cast<const std::uint8_t*>(source + std::uint64_t{row - above} * job.width + left),
+                         std::uint64_t{job.width} * n, above + below + 1,
+                         weights.fixed + largest_gaussian_radius - above};
+            const double inverse_all = 1.0 / weights.sum(above, below);
+            const bool holes = rows_with_holes > 0;
+            if (holes) invert_visible_weights(t, count, inverse_visible);
+            std::uint32_t* out = image + std::uint64_t{row} * job.width + left;
+            for (std::uint32_t i = 0; i < count; i += group_pixels) {
+                const std::uint32_t at_pixel = std::min(i, count - group_pixels);
+                sum_group(t, std::uint64_t{at_pixel} * n, sums);
+                for (std::uint32_t p = 0; p < group_pixels; ++p) {
+                    const std::uint32_t at = sum_index(p);
+                    const double inverse_colour = holes ? inverse_visible[at_pixel + p] : inverse_all;
+                    const std::uint32_t pixel =
+                        divide_pixel(sums.high + at, sums.low + at, inverse_colour, inverse_all);
+                    const std::uint32_t mask = (inverse_colour > 0.0 ? colour_mask : 0) | alpha_mask;
+                    out[at_pixel + p] = (out[at_pixel + p] & ~mask) | (pixel & mask);
+                }
+            }
+        }
+    }
+    return true;
+}
+
+#endif
+
+} // namespace zarn::vector::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace zarn::vector {
+
+HWY_EXPORT(gaussian_horizontal);
+HWY_EXPORT(gaussian_vertical);
+
+bool gaussian_horizontal_rgba_8(const gaussian_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(gaussian_horizontal)(job, rows);
+}
+
+bool gaussian_vertical_rgba_8(const gaussian_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(gaussian_vertical)(job, rows);
+}
+
+} // namespace zarn::vector
+#endif

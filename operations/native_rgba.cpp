@@ -1,0 +1,41 @@
+#include "operations/native_rgba.h"
+
+#include "core/error_stack.h"
+#include "core/image_state.h"
+#include "core/native_file.h"
+#include "kernels/pixel_format.h"
+
+namespace zarn {
+
+template <class Format>
+unsigned int save_rgba_binary(image_state& image, const wchar_t* path, bool compress) noexcept {
+    constexpr std::uint32_t reserved = 1;
+    const std::uint32_t words[] = {Format::native_type, image.origin, image.width, image.height, reserved};
+    return save_native(image, path, words, 5, pixel_bytes<Format>, compress);
+}
+
+template <class Format>
+unsigned int load_rgba_binary(image_state& image, const wchar_t* path) noexcept {
+    std::uint32_t type = 0;
+    const owned_file file = open_native(image, path, type);
+    if (!file) return 0;
+    const bool compressed = type == Format::native_type + native_compressed;
+    if (type != Format::native_type && !compressed) {
+        push_error(image.errors,
+                   {L"Unexpected image type: Failed to load ", image.names->image_class, L" from binary."});
+        return 0;
+    }
+    std::uint32_t words[4];
+    if (!read_native_words(image, file.get(), words, 4, compressed)) return 0;
+    image.origin = words[0];
+    image.width = words[1];
+    image.height = words[2];
+    return load_native_pixels(image, file.get(), pixel_bytes<Format>, compressed);
+}
+
+#define ZARN_INSTANTIATE(format)                                                                                       \
+    template unsigned int save_rgba_binary<format>(image_state&, const wchar_t*, bool) noexcept;                       \
+    template unsigned int load_rgba_binary<format>(image_state&, const wchar_t*) noexcept;
+ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+
+} // namespace zarn

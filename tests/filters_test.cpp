@@ -1,0 +1,150 @@
+// The filters against their plain forms, bit for bit.
+
+#include <cmath>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include "tests/reference/reference_filters.h"
+#include "tests/support/image_traits.h"
+
+namespace zarn_test {
+
+namespace {
+
+template <class Image>
+class filters : public ::testing::Test {
+protected:
+    static void compare_gaussian(const picture_case& one, float sigma, bool fast, unsigned flags) {
+        const bool colour = flags & 1, alpha = flags & 2;
+        zarn_test::compare<Image>(
+            one, text("sigma", sigma, "fast", fast, "flags", flags),
+            [&](reference_image& p) {
+                if (fast && sigma > 3.0f) {
+                    reference_box_gaussian(p, sigma, colour, alpha);
+                } else {
+                    reference_gaussian(p, sigma, colour, alpha);
+                }
+            },
+            [&](Image& image) { return image.gaussian_blur(sigma, fast, colour ? 1 : 0, alpha ? 4 : 0); });
+    }
+
+    static void compare_box(const picture_case& one, std::uint32_t radius, unsigned flags) {
+        const bool colour = flags & 1, alpha = flags & 2;
+        zarn_test::compare<Image>(
+            one, text("radius", radius, "flags", flags),
+            [&](reference_image& p) { reference_box_blur(p, radius, colour, alpha); },
+            [&](Image& image) { return image.box_blur(radius, colour ? 2 : 0, alpha ? 1 : 0); });
+    }
+
+    const std::vector<picture_case> cases = picture_cases<Image>();
+};
+
+TYPED_TEST_SUITE(filters, image_types, image_type_names);
+
+} // namespace
+
+TYPED_TEST(filters, gaussian) {
+    // The least of these has a square that is 0 as a float: the centre keeps its weight of 1.
+    constexpr float sigmas[] = {0.3f, 0.5f, 0.77f, 1.0f, 1.9f, 3.0f, 3.0001f, 5.3f, 1.0e-30f};
+    unsigned turn = 0;
+    for (const picture_case& one : this->cases) {
+        for (const float sigma : sigmas) {
+            this->compare_gaussian(one, sigma, sigma <= 3.0f && turn % 3 == 0, turn % 4);
+            ++turn;
+        }
+    }
+}
+
+TYPED_TEST(filters, wide_gaussian) {
+    constexpr float sigmas[] = {12.5f, 30.0f, 249.9f, 250.0f, 300.0f, std::numeric_limits<float>::infinity()};
+    unsigned turn = 0;
+    for (std::size_t i = 3; i < this->cases.size(); i += 7) {
+        for (const float sigma : sigmas) this->compare_gaussian(this->cases[i], sigma, false, turn++ % 4);
+    }
+}
+
+TYPED_TEST(filters, box_approximated_gaussian) {
+    constexpr float sigmas[] = {3.0001f, 3.5f, 4.34f, 7.99f};
+    unsigned turn = 0;
+    for (const picture_case& one : this->cases) {
+        this->compare_gaussian(one, sigmas[turn / 4 % 4], true, turn % 4);
+        ++turn;
+    }
+    for (std::size_t i = 2; i < this->cases.size(); i += 23) {
+        for (const float sigma : {16.7f, 71.0f, 260.4f}) {
+            this->compare_gaussian(this->cases[i], sigma, true, turn++ % 4);
+        }
+    }
+}
+
+TYPED_TEST(filters, box_blur) {
+    constexpr std::uint32_t radii[] = {0, 1, 2, 3, 8, 20, 4294967295u};
+    unsigned turn = 0;
+    for (const picture_case& one : this->cases) {
+        for (const std::uint32_t radius : radii) this->compare_box(one, radius, turn++ % 4);
+    }
+}
+
+TYPED_TEST(filters, an_opaque_picture_stays_opaque) {
+    const reference_image picture = random_picture<TypeParam>(33, 21, upper_left, alpha_kind::opaque, 8);
+    for (const float sigma : {0.6f, 2.9f, 11.0f, 200.0f}) {
+        for (const unsigned int fast : {0u, 1u}) {
+            loaded_image<TypeParam> image(picture, 2);
+            ASSERT_EQ(image->gaussian_blur(sigma, fast, 1, 1), 1u);
+            const reference_image blurred = image_traits<TypeParam>::read(*image);
+            for (std::size_t i = 3; i < blurred.samples.size(); i += 4) ASSERT_EQ(blurred.samples[i], blurred.full);
+        }
+    }
+}
+
+TYPED_TEST(filters, sharpen) {
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    const float amounts[] = {0.0f,  0.25f,   0.5f,    1.0f,     3.7f,      -0.4f,
+                             -2.0f, 1.0e-7f, 1.0e30f, infinity, -infinity, std::numeric_limits<float>::quiet_NaN()};
+    for (const picture_case& one : this->cases) {
+        for (const float amount : amounts) {
+            compare<TypeParam>(
+                one, text("amount", amount),
+                [&](reference_image& p) { reference_sharpen(p, amount, one.thread_limit); },
+                [&](TypeParam& image) { return image.sharpen(amount), 1u; });
+        }
+    }
+}
+
+TYPED_TEST(filters, expand_where_alpha) {
+    constexpr std::uint64_t full = image_traits<TypeParam>::full;
+    const std::uint64_t thresholds[] = {0, 1, full / 2 + 1, full - 1, full};
+    for (const picture_case& one : this->cases) {
+        for (const std::uint64_t threshold : thresholds) {
+            for (const std::uint32_t iterations : {0u, 1u, 2u, 5u}) {
+                for (const bool keep : {false, true}) {
+                    compare<TypeParam>(
+                        one, text("threshold", threshold, "iterations", iterations, "keep", keep),
+                        [&](reference_image& p) { reference_expand_where_alpha(p, iterations, threshold, keep); },
+                        [&](TypeParam& image) {
+                            using sample = typename image_traits<TypeParam>::sample;
+                            return image.expand_where_alpha(iterations, static_cast<sample>(threshold), keep ? 1 : 0);
+                        });
+                }
+            }
+        }
+    }
+}
+
+// A lone source far from the corners: many rings, and the last column and row that lend nothing backward.
+TYPED_TEST(filters, expansion_over_many_rings) {
+    for (const std::uint32_t source : {0u, 37u + 60u * 20u, 59u, 60u * 40u - 1u, 60u * 39u, 60u * 40u - 62u}) {
+        picture_case one = {random_picture<TypeParam>(60, 40, upper_left, alpha_kind::transparent, source), 2,
+                            text("source", source)};
+        one.picture.samples[source * 4 + 3] = static_cast<std::uint32_t>(one.picture.full);
+        for (const std::uint32_t iterations : {0u, 1u, 19u, 58u, 59u}) {
+            compare<TypeParam>(
+                one, text("iterations", iterations),
+                [&](reference_image& p) { reference_expand_where_alpha(p, iterations, 100, true); },
+                [&](TypeParam& image) { return image.expand_where_alpha(iterations, 100, 1); });
+        }
+    }
+}
+
+} // namespace zarn_test

@@ -1,0 +1,224 @@
+// The image object itself: creation, copies, moves, single pixels, row order, clearing.
+
+#include <algorithm>
+#include <thread>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include "tests/support/failing_allocator.h"
+#include "tests/support/image_traits.h"
+
+namespace zarn_test {
+
+namespace {
+
+template <class Image>
+class image_basics : public ::testing::Test {
+protected:
+    // A picture whose pixels all differ from one another.
+    static reference_image picture(std::uint32_t width = 5, std::uint32_t height = 4,
+                                   std::uint32_t origin = lower_left) {
+        reference_image made = image_traits<Image>::blank(width, height, origin);
+        for (std::size_t i = 0; i < made.samples.size(); ++i) made.samples[i] = static_cast<std::uint32_t>(i + 1);
+        return made;
+    }
+
+    static bool is_empty(const Image& image) {
+        return image.get_pixel_array() == nullptr && image.get_width() == 0 && image.get_height() == 0 &&
+               image.get_origin() == 0 && image.is_valid() == 0;
+    }
+
+    static std::vector<std::wstring> crop_message() {
+        return {image_traits<Image>::message(L"Failed to zarn_image_8::crop(). Invalid size.")};
+    }
+};
+
+TYPED_TEST_SUITE(image_basics, image_types, image_type_names);
+
+} // namespace
+
+TYPED_TEST(image_basics, starts_empty_with_a_thread_per_processor) {
+    zarn_owned<TypeParam> image;
+    EXPECT_TRUE(this->is_empty(*image));
+    EXPECT_EQ(image->get_error_stack()->get_count(), 0u);
+    EXPECT_EQ(image->get_thread_limit(), std::max(1u, std::thread::hardware_concurrency()));
+}
+
+TYPED_TEST(image_basics, create_copies_data_or_starts_transparent_black) {
+    using pixel = typename image_traits<TypeParam>::pixel;
+    const reference_image picture = this->picture();
+    loaded_image<TypeParam> image(picture, 2);
+    EXPECT_TRUE(same_picture(picture, *image));
+    EXPECT_EQ(image->create(3, 2, 77, nullptr, 1), 1u);
+    EXPECT_TRUE(same_picture(image_traits<TypeParam>::blank(3, 2, 77), *image));
+
+    EXPECT_EQ(image->create(0, 0, upper_left, nullptr, 1), 1u);
+    EXPECT_EQ(image->is_valid(), 0u);
+    EXPECT_EQ(image->get_origin(), upper_left);
+    pixel unused;
+    EXPECT_EQ(image->create(4, 0, lower_left, &unused, 1), 1u);
+    EXPECT_EQ(image->is_valid(), 0u);
+    EXPECT_EQ(image->get_width(), 4u);
+}
+
+TYPED_TEST(image_basics, create_adopts_an_array) {
+    using pixel = typename image_traits<TypeParam>::pixel;
+    const std::int64_t before = live_allocations();
+    {
+        TypeParam image;
+        pixel* pixels = new pixel[6];
+        EXPECT_EQ(image.create(3, 2, lower_left, pixels, 0), 1u);
+        EXPECT_EQ(image.get_pixel_array(), pixels);
+        image.set_pixel(0, 0, pixel(9, 8, 7, 6));
+        EXPECT_EQ(pixels[3].r, 9u);
+        image.free();
+        EXPECT_TRUE(this->is_empty(image));
+        EXPECT_EQ(image.create(3, 2, lower_left, nullptr, 0), 1u);
+        EXPECT_EQ(image.is_valid(), 0u);
+        EXPECT_EQ(image.get_width(), 3u);
+        image.free();
+    }
+    EXPECT_EQ(live_allocations(), before);
+}
+
+TYPED_TEST(image_basics, create_and_free_clear_the_messages_and_keep_the_thread_limit) {
+    const reference_image picture = this->picture();
+    loaded_image<TypeParam> image(picture, 5), source(picture, 1);
+    const auto fail_twice = [&image] {
+        EXPECT_EQ(image->crop(0, 0, 0, 1), 0u);
+        EXPECT_EQ(image->crop(9, 0, 1, 1), 0u);
+        EXPECT_EQ(image->get_error_stack()->get_count(), 2u);
+    };
+    fail_twice();
+    EXPECT_EQ(image->create(2, 2, upper_left, nullptr, 1), 1u);
+    EXPECT_EQ(image->get_error_stack()->get_count(), 0u);
+    fail_twice();
+    EXPECT_EQ(image->create(*source), 1u);
+    EXPECT_EQ(image->get_error_stack()->get_count(), 0u);
+    fail_twice();
+    EXPECT_EQ(image->create(*image), 1u);
+    EXPECT_EQ(image->get_error_stack()->get_count(), 0u);
+    EXPECT_TRUE(same_picture(picture, *image));
+    fail_twice();
+    image->free();
+    EXPECT_TRUE(this->is_empty(*image));
+    EXPECT_EQ(image->get_error_stack()->get_count(), 0u);
+    EXPECT_EQ(image->get_thread_limit(), 5u);
+    image->set_thread_limit(0);
+    EXPECT_EQ(image->get_thread_limit(), TypeParam().get_thread_limit());
+}
+
+TYPED_TEST(image_basics, create_from_an_image_copies_its_pixels) {
+    const reference_image picture = this->picture();
+    loaded_image<TypeParam> source(picture, 1), copy(this->picture(2, 9), 1);
+    EXPECT_EQ(copy->create(*source), 1u);
+    source->clear({1, 2, 3, 4}, 1);
+    EXPECT_TRUE(same_picture(picture, *copy));
+    EXPECT_EQ(copy->create(TypeParam()), 1u);
+    EXPECT_TRUE(this->is_empty(*copy));
+}
+
+TYPED_TEST(image_basics, copies_are_deep_and_keep_their_own_thread_limit) {
+    const std::int64_t before = live_allocations();
+    {
+        const reference_image picture = this->picture();
+        loaded_image<TypeParam> source(picture, 3), assigned(this->picture(7, 1), 6);
+        source->crop(0, 0, 0, 0);
+        assigned->flip_vertical();
+        *assigned = *source;
+        TypeParam constructed(*source);
+        TypeParam& self = *source;
+        self = *source;
+        EXPECT_TRUE(same_picture(picture, *source));
+        EXPECT_EQ(messages(*source), this->crop_message());
+        source->clear({1, 1, 1, 1}, 1);
+        source->free();
+
+        for (TypeParam* copy : {&*assigned, &constructed}) {
+            EXPECT_TRUE(same_picture(picture, *copy));
+            EXPECT_EQ(messages(*copy), this->crop_message());
+            EXPECT_EQ(copy->flip_horizontal(), 1u);
+        }
+        EXPECT_EQ(assigned->get_thread_limit(), 6u);
+        EXPECT_EQ(constructed.get_thread_limit(), TypeParam().get_thread_limit());
+        constructed = TypeParam();
+        EXPECT_TRUE(this->is_empty(constructed));
+        EXPECT_TRUE(messages(constructed).empty());
+        const TypeParam nothing;
+        *assigned = nothing;
+        EXPECT_TRUE(this->is_empty(*assigned));
+        constructed.free();
+    }
+    EXPECT_EQ(live_allocations(), before);
+}
+
+TYPED_TEST(image_basics, moves_take_the_contents_and_leave_the_workers) {
+    const std::int64_t before = live_allocations();
+    {
+        const reference_image picture = this->picture();
+        loaded_image<TypeParam> source(picture, 3), target(this->picture(7, 1), 6);
+        source->crop(0, 0, 0, 0);
+        const void* pixels = source->get_pixel_array();
+        target->crop(0, 0, 0, 0);
+        *target = std::move(*source);
+        EXPECT_TRUE(this->is_empty(*source));
+        EXPECT_TRUE(messages(*source).empty());
+        EXPECT_EQ(source->get_thread_limit(), 3u);
+        EXPECT_EQ(target->get_pixel_array(), pixels);
+        EXPECT_EQ(target->get_thread_limit(), 6u);
+
+        TypeParam constructed(std::move(*target));
+        EXPECT_TRUE(this->is_empty(*target));
+        EXPECT_EQ(target->get_thread_limit(), 6u);
+        TypeParam& self = constructed;
+        constructed = std::move(self);
+        EXPECT_EQ(constructed.get_pixel_array(), pixels);
+        EXPECT_TRUE(same_picture(picture, constructed));
+        EXPECT_EQ(messages(constructed), this->crop_message());
+        EXPECT_EQ(constructed.flip_vertical(), 1u);
+        EXPECT_TRUE(image_traits<TypeParam>::load(*source, picture));
+        EXPECT_EQ(source->flip_vertical(), 1u);
+        constructed.free();
+    }
+    EXPECT_EQ(live_allocations(), before);
+}
+
+TYPED_TEST(image_basics, pixels_are_addressed_in_picture_order) {
+    using traits = image_traits<TypeParam>;
+    for (const std::uint32_t origin : {lower_left, upper_left, 0u}) {
+        const reference_image picture = this->picture(5, 4, origin);
+        loaded_image<TypeParam> image(picture, 1);
+        std::uint32_t samples[4];
+        for (unsigned y = 0; y < 4; ++y) {
+            for (unsigned x = 0; x < 5; ++x) {
+                traits::from_pixel(image->get_pixel(x, y), samples);
+                EXPECT_TRUE(std::equal(samples, samples + 4, picture.at_picture(x, y)));
+            }
+        }
+        reference_image changed = picture;
+        const std::uint32_t other[4] = {250, 251, 252, 253};
+        std::copy(other, other + 4, changed.at_picture(3, 1));
+        image->set_pixel(3, 1, traits::to_pixel(other));
+        EXPECT_TRUE(same_picture(changed, *image));
+    }
+}
+
+TYPED_TEST(image_basics, clear_writes_colour_and_alpha_on_demand) {
+    using traits = image_traits<TypeParam>;
+    const std::uint32_t colour[4] = {200, 100, 50, 25};
+    for (const picture_case& one : picture_cases<TypeParam>()) {
+        for (const bool with_alpha : {false, true}) {
+            compare<TypeParam>(
+                one, text("with alpha", with_alpha),
+                [&](reference_image& p) {
+                    for (std::size_t i = 0; i < p.samples.size(); ++i) {
+                        if (i % 4 != 3 || with_alpha) p.samples[i] = colour[i % 4];
+                    }
+                },
+                [&](TypeParam& image) { return image.clear(traits::to_pixel(colour), with_alpha ? 2 : 0), 1u; });
+        }
+    }
+}
+
+} // namespace zarn_test

@@ -1,0 +1,170 @@
+// Threads that the system refuses to start: operations succeed without a message, and the bands that never ran leave
+// transparent black in newly made arrays.
+
+#include <atomic>
+#include <cerrno>
+#include <functional>
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <gtest/gtest.h>
+
+#include "tests/reference/reference_geometry.h"
+#include "tests/support/failing_allocator.h"
+#include "tests/support/image_traits.h"
+
+extern "C" {
+
+using start_routine = void* (*)(void*);
+
+// A sanitizer's own wrapper, where there is one.
+int __interceptor_pthread_create(pthread_t*, const pthread_attr_t*, start_routine, void*) __attribute__((weak));
+}
+
+namespace {
+
+std::atomic<std::int64_t> threads_left{-1}; // how many more may start; below 0: any number
+
+}
+
+// Stands in front of the system's function for the whole test program.
+extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, start_routine routine,
+                              void* argument) {
+    if (threads_left.load() == 0) return EAGAIN;
+    if (threads_left.load() > 0) threads_left.fetch_sub(1);
+    if (__interceptor_pthread_create) return __interceptor_pthread_create(thread, attributes, routine, argument);
+    using function = int (*)(pthread_t*, const pthread_attr_t*, start_routine, void*);
+    static const function original = reinterpret_cast<function>(dlsym(RTLD_NEXT, "pthread_create"));
+    return original(thread, attributes, routine, argument);
+}
+
+namespace zarn_test {
+
+namespace {
+
+class thread_failure {
+public:
+    explicit thread_failure(std::int64_t threads) { threads_left.store(threads); }
+    ~thread_failure() { threads_left.store(-1); }
+    thread_failure(const thread_failure&) = delete;
+    thread_failure& operator=(const thread_failure&) = delete;
+};
+
+constexpr std::uint32_t bands = 3;
+constexpr std::uint32_t width = 9;
+constexpr std::uint32_t height = 8;
+
+template <class Image>
+struct operation {
+    const char* name;
+    std::function<unsigned int(Image&)> run;
+    std::function<void(reference_image&)> expected;
+    bool picture_order; // whether bands are cut from the top of the picture; else in memory order
+};
+
+template <class Image>
+class thread_failures : public ::testing::Test {
+protected:
+    static reference_image picture(std::uint32_t origin) {
+        return random_picture<Image>(width, height, origin, alpha_kind::any, 11);
+    }
+};
+
+TYPED_TEST_SUITE(thread_failures, image_types, image_type_names);
+
+} // namespace
+
+TYPED_TEST(thread_failures, leave_rows_of_new_arrays_transparent_black) {
+    using image = TypeParam;
+    const std::uint32_t samples[4] = {5, 6, 7, 8};
+    const auto fill = image_traits<image>::to_pixel(samples);
+    const std::vector<operation<image>> operations = {
+        {"crop", [](image& i) { return i.crop(1, 1, 6, 7); }, [](reference_image& p) { reference_crop(p, 1, 1, 6, 7); },
+         true},
+        {"resize_canvas by position", [&](image& i) { return i.resize_canvas(12, 11, 4, fill); },
+         [&](reference_image& p) { reference_resize_canvas(p, 12, 11, 4, samples); }, true},
+        {"resize_canvas by margins", [&](image& i) { return i.resize_canvas(1, 2, 3, 4, fill); },
+         [&](reference_image& p) { reference_add_margins(p, 1, 2, 3, 4, samples); }, true},
+        {"flip_horizontal", [](image& i) { return i.flip_horizontal(); }, reference_flip_horizontal, false},
+        {"flip_vertical", [](image& i) { return i.flip_vertical(); }, reference_flip_vertical, false},
+        {"area reduction", [](image& i) { return i.resample(5, 7, 0); },
+         [](reference_image& p) { reference_resample_area(p, 5, 7); }, true},
+        {"nearest", [](image& i) { return i.resample(5, 11, 1); },
+         [](reference_image& p) { reference_resample_nearest(p, 5, 11); }, false},
+        {"B-spline", [](image& i) { return i.resample(12, 13, 2); },
+         [](reference_image& p) { reference_resample_bspline(p, 12, 13); }, false},
+        {"rotate", [](image& i) { return i.rotate(0.5, 0); },
+         [](reference_image& p) { reference_rotate(p, 0.5, false); }, false},
+    };
+    for (const std::uint32_t origin : {lower_left, upper_left}) {
+        for (const operation<image>& one : operations) {
+            for (std::uint32_t started = 0; started <= bands; ++started) {
+                reference_image expected = this->picture(origin);
+                one.expected(expected);
+                const std::uint32_t rows = started == bands ? expected.height : expected.height / bands * started;
+                for (std::uint32_t y = rows; y < expected.height; ++y) {
+                    std::uint32_t* row = one.picture_order ? expected.at_picture(0, y) : expected.at(0, y);
+                    std::fill(row, row + expected.width * expected.stride(), 0u);
+                }
+                loaded_image<image> target(this->picture(origin), bands);
+                {
+                    const thread_failure failure(started);
+                    EXPECT_EQ(one.run(*target), 1u) << one.name << ", " << started << " threads";
+                }
+                EXPECT_TRUE(same_picture(expected, *target)) << one.name << ", " << started << " threads";
+                EXPECT_TRUE(messages(*target).empty()) << one.name << ", " << started << " threads";
+            }
+        }
+    }
+}
+
+TYPED_TEST(thread_failures, let_operations_in_place_finish) {
+    using image = TypeParam;
+    const std::function<void(image&)> operations[] = {
+        [](image& i) {
+            i.clear({1, 2, 3, 4}, 1);
+        },
+        [](image& i) { i.sharpen(0.7f); },
+        [](image& i) { EXPECT_EQ(i.gaussian_blur(1.5f, 0, 1, 1), 1u); },
+        [](image& i) { EXPECT_EQ(i.gaussian_blur(5.5f, 1, 1, 1), 1u); },
+        [](image& i) { EXPECT_EQ(i.box_blur(2, 1, 1), 1u); },
+    };
+    for (std::uint32_t started = 0; started <= 20; ++started) {
+        for (const auto& run : operations) {
+            const std::int64_t before = live_allocations();
+            {
+                loaded_image<image> target(this->picture(upper_left), bands);
+                {
+                    const thread_failure failure(started);
+                    run(*target);
+                }
+                EXPECT_TRUE(messages(*target).empty());
+                EXPECT_EQ(target->get_width(), width);
+                EXPECT_EQ(target->get_height(), height);
+                // The object works again as soon as threads can be had.
+                reference_image flipped = image_traits<image>::read(*target);
+                reference_flip_vertical(flipped);
+                EXPECT_EQ(target->flip_vertical(), 1u);
+                EXPECT_TRUE(same_picture(flipped, *target));
+            }
+            EXPECT_EQ(live_allocations(), before);
+        }
+    }
+}
+
+TYPED_TEST(thread_failures, leave_the_rows_of_cleared_images_that_were_not_reached) {
+    using image = TypeParam;
+    const std::uint32_t samples[4] = {5, 6, 7, 8};
+    for (std::uint32_t started = 0; started <= bands; ++started) {
+        reference_image expected = this->picture(lower_left);
+        const std::uint32_t rows = started == bands ? height : height / bands * started;
+        for (std::uint32_t i = 0; i < rows * width * 4; ++i) expected.samples[i] = samples[i % 4];
+        loaded_image<image> target(this->picture(lower_left), bands);
+        const thread_failure failure(started);
+        target->clear(image_traits<image>::to_pixel(samples), 1);
+        EXPECT_TRUE(same_picture(expected, *target)) << started;
+    }
+}
+
+} // namespace zarn_test
