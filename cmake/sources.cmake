@@ -16,6 +16,7 @@ set(ZARN_CORE_SOURCES
     core/image_guard_png.cpp
     core/image_guard_pnm.cpp
     core/image_guard_psd.cpp
+    core/image_guard_rare.cpp
     core/image_guard_rows.cpp
     core/image_guard_tga.cpp
     core/image_guard_tiff.cpp
@@ -55,8 +56,11 @@ set(ZARN_KERNEL_SOURCES
     kernels/sharpen.cpp
     kernels/tone.cpp
     kernels/trim.cpp
+    kernels/vector/box_blur.cpp
+    kernels/vector/bspline.cpp
     kernels/vector/gaussian_blur.cpp
     kernels/vector/rotate.cpp
+    kernels/vector/sharpen.cpp
 )
 
 set(ZARN_OPERATION_SOURCES

@@ -122,7 +122,7 @@ unsigned bytes_of(std::uint64_t type) noexcept {
     }
 }
 
-// Some decoders (16 bits in SGI) announce more than they hold, and a conversion would read past the end.
+// Some decoders announce more than they hold (16 bits in SGI), and the library's conversions trust the announcement.
 bool holds_what_it_announces() noexcept {
     const std::uint64_t pixel_bytes = integer(IL_IMAGE_BYTES_PER_PIXEL);
     return pixel_bytes > 0 && ilGetData() &&

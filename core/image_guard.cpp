@@ -48,8 +48,14 @@ bool is_sound(byte_source& bytes, image_kind kind, image_decoder decoder) noexce
         return is_sound_bmp(bytes);
     case image_kind::dds:
         return is_sound_dds(bytes);
+    case image_kind::dpx:
+        return is_sound_dpx(bytes);
     case image_kind::exr:
         return is_sound_exr(bytes);
+    case image_kind::fits:
+        return is_sound_fits(bytes);
+    case image_kind::ftx:
+        return is_sound_ftx(bytes);
     case image_kind::gif:
         return is_sound_gif(bytes);
     case image_kind::hdr:
@@ -58,16 +64,22 @@ bool is_sound(byte_source& bytes, image_kind kind, image_decoder decoder) noexce
         return is_sound_icon(bytes);
     case image_kind::jpeg:
         return is_sound_jpeg(bytes);
+    case image_kind::lif:
+        return is_sound_lif(bytes);
     case image_kind::mng:
         return is_sound_mng(bytes);
     case image_kind::pcx:
         return is_sound_pcx(bytes);
+    case image_kind::pix:
+        return is_sound_pix(bytes);
     case image_kind::png:
         return is_sound_png(bytes);
     case image_kind::pnm:
         return is_sound_pnm(bytes);
     case image_kind::psd:
         return is_sound_psd(bytes);
+    case image_kind::pxr:
+        return is_sound_pxr(bytes);
     case image_kind::sgi:
         return is_sound_sgi(bytes);
     case image_kind::sun:
@@ -76,6 +88,10 @@ bool is_sound(byte_source& bytes, image_kind kind, image_decoder decoder) noexce
         return is_sound_tga(bytes);
     case image_kind::tiff:
         return is_sound_tiff(bytes, decoder);
+    case image_kind::vtf:
+        return is_sound_vtf(bytes);
+    case image_kind::wal:
+        return is_sound_wal(bytes);
     case image_kind::wbmp:
         return is_sound_wbmp(bytes);
     case image_kind::refused:

@@ -77,7 +77,8 @@ bool is_os2_bmp_header(byte_source& bytes) noexcept {
 }
 
 bool is_sound_bmp(byte_source& bytes) noexcept {
-    if (!is_bmp_header(bytes)) return is_os2_bmp_header(bytes) && is_sound_os2_bmp(bytes);
+    // Other headers, as those with colour spaces, the decoder does not know.
+    if (!is_bmp_header(bytes)) return !is_os2_bmp_header(bytes) || is_sound_os2_bmp(bytes);
     const std::uint64_t width = bytes.le32(18);
     const std::uint32_t signed_height = bytes.le32(22); // negative: rows from the top
     const std::uint64_t height = signed_height > 0x7fffffff ? 0u - signed_height : signed_height;

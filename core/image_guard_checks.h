@@ -40,20 +40,28 @@ bool is_sound_png_at(byte_source& bytes, std::uint64_t offset) noexcept;
 
 bool is_sound_bmp(byte_source& bytes) noexcept;
 bool is_sound_dds(byte_source& bytes) noexcept;
+bool is_sound_dpx(byte_source& bytes) noexcept;
 bool is_sound_exr(byte_source& bytes) noexcept;
+bool is_sound_fits(byte_source& bytes) noexcept;
+bool is_sound_ftx(byte_source& bytes) noexcept;
 bool is_sound_gif(byte_source& bytes) noexcept;
 bool is_sound_hdr(byte_source& bytes) noexcept;
 bool is_sound_icon(byte_source& bytes) noexcept;
 bool is_sound_jpeg(byte_source& bytes) noexcept;
+bool is_sound_lif(byte_source& bytes) noexcept;
 bool is_sound_mng(byte_source& bytes) noexcept;
 bool is_sound_pcx(byte_source& bytes) noexcept;
+bool is_sound_pix(byte_source& bytes) noexcept;
 bool is_sound_png(byte_source& bytes) noexcept;
 bool is_sound_pnm(byte_source& bytes) noexcept;
 bool is_sound_psd(byte_source& bytes) noexcept;
+bool is_sound_pxr(byte_source& bytes) noexcept;
 bool is_sound_sgi(byte_source& bytes) noexcept;
 bool is_sound_sun(byte_source& bytes) noexcept;
 bool is_sound_tga(byte_source& bytes) noexcept;
 bool is_sound_tiff(byte_source& bytes, image_decoder decoder) noexcept;
+bool is_sound_vtf(byte_source& bytes) noexcept;
+bool is_sound_wal(byte_source& bytes) noexcept;
 bool is_sound_wbmp(byte_source& bytes) noexcept;
 
 } // namespace zarn

@@ -9,23 +9,32 @@ namespace zarn {
 
 enum class image_kind : std::uint8_t {
     unknown,
-    refused, // not even a sound file can be decoded safely
+    // Not even a sound file can be decoded safely, or the decoder trusts every number of an intricate file.
+    refused,
     bmp,
     dds,
+    dpx,
     exr,
+    fits,
+    ftx,
     gif,
     hdr,
     icon,
     jpeg,
+    lif,
     mng,
     pcx,
+    pix,
     png,
     pnm,
     psd,
+    pxr,
     sgi,
     sun,
     tga,
     tiff,
+    vtf,
+    wal,
     wbmp,
 };
 

@@ -1,7 +1,9 @@
 #include <algorithm>
+#include <type_traits>
 
 #include "kernels/blur.h"
 #include "kernels/pixel_format.h"
+#include "kernels/vector/box_blur.h"
 
 namespace zarn {
 
@@ -76,6 +78,9 @@ void run_lines(const box_pass_job& job, std::uint64_t first_line, std::uint32_t 
 
 template <class Format>
 void box_pass_horizontal(const box_pass_job& job, row_range rows) {
+    if constexpr (std::is_same_v<Format, rgba_8>) {
+        if (vector::box_pass_horizontal_rgba_8(job, rows)) return;
+    }
     const std::uint64_t line_step = static_cast<std::uint64_t>(job.width) * channels<Format>;
     span_sums<Format> span;
     for (std::uint32_t row = rows.start; row < rows.end; ++row) {
@@ -86,6 +91,9 @@ void box_pass_horizontal(const box_pass_job& job, row_range rows) {
 // Neighbouring columns run together, so that whole stretches of a row are read and written at a time.
 template <class Format>
 void box_pass_vertical(const box_pass_job& job, row_range columns) {
+    if constexpr (std::is_same_v<Format, rgba_8>) {
+        if (vector::box_pass_vertical_rgba_8(job, columns)) return;
+    }
     constexpr std::uint32_t block = 128;
     const std::uint64_t step = static_cast<std::uint64_t>(job.width) * channels<Format>;
     span_sums<Format> spans[block];

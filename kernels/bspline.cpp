@@ -1,48 +1,17 @@
 #include <algorithm>
-#include <cmath>
+#include <type_traits>
 
+#include "kernels/bspline_taps.h"
 #include "kernels/pixel_format.h"
 #include "kernels/resample.h"
+#include "kernels/vector/bspline.h"
 
 namespace zarn {
 
 namespace {
 
-constexpr unsigned tap_count = 4;
-
-// Source positions and weights of one destination position along one axis.
-struct axis_taps {
-    std::uint32_t position[tap_count];
-    double weight[tap_count];
-};
-
-double cube_above_zero(double u) { return u > 0.0 ? u * u * u : 0.0; }
-
-double bspline(double t) {
-    return (cube_above_zero(t + 2.0) - 4.0 * cube_above_zero(t + 1.0) + 6.0 * cube_above_zero(t) -
-            4.0 * cube_above_zero(t - 1.0)) *
-           0.16666666666666666;
-}
-
-// The product wraps at 32 bits and the quotient is a 32-bit float; both set the result.
-axis_taps place_taps(std::uint32_t position, std::uint32_t source_length, std::uint32_t length) {
-    const double source =
-        static_cast<double>(static_cast<float>(position * source_length) / static_cast<float>(length));
-    const double fraction = source - std::trunc(source);
-    axis_taps taps;
-    for (unsigned i = 0; i < tap_count; ++i) {
-        const double offset = static_cast<double>(i) - 1.0;
-        const double at = source + offset;
-        taps.position[i] = at < 0.0                                   ? 0
-                           : at >= static_cast<double>(source_length) ? source_length - 1
-                                                                      : static_cast<std::uint32_t>(at);
-        taps.weight[i] = bspline(offset - fraction);
-    }
-    return taps;
-}
-
 template <class Format>
-void sample_taps(const geometry_job& job, const axis_taps& columns, const axis_taps& lines,
+void sample_taps(const geometry_job& job, const bspline_taps& columns, const bspline_taps& lines,
                  typename Format::sample* out) {
     using sample = typename Format::sample;
     constexpr unsigned n = channels<Format>;
@@ -51,10 +20,10 @@ void sample_taps(const geometry_job& job, const axis_taps& columns, const axis_t
     std::uint64_t plain[Format::colours] = {};
     std::uint64_t visible = 0;
     double invisible_weight = 0.0;
-    for (unsigned m = 0; m < tap_count; ++m) {
+    for (unsigned m = 0; m < bspline_tap_count; ++m) {
         const auto* row = static_cast<const sample*>(job.source) +
                           static_cast<std::uint64_t>(lines.position[m]) * job.source_width * n;
-        for (unsigned k = 0; k < tap_count; ++k) {
+        for (unsigned k = 0; k < bspline_tap_count; ++k) {
             const sample* pixel = row + static_cast<std::uint64_t>(columns.position[k]) * n;
             const double weight = lines.weight[m] * columns.weight[k];
             if (is_visible<Format>(pixel)) {
@@ -82,18 +51,21 @@ void sample_taps(const geometry_job& job, const axis_taps& columns, const axis_t
 
 template <class Format>
 void bspline_rows(const geometry_job& job, row_range rows) {
+    if constexpr (std::is_same_v<Format, rgba_8>) {
+        if (vector::bspline_rgba_8(job, rows)) return;
+    }
     using sample = typename Format::sample;
     constexpr std::uint32_t block = 64;
 
     // Column blocks, so that the taps of a block's columns are placed once for all rows.
-    axis_taps columns[block];
+    bspline_taps columns[block];
     for (std::uint64_t left = 0; left < job.width; left += block) {
         const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(block, job.width - left));
         for (std::uint32_t i = 0; i < count; ++i) {
-            columns[i] = place_taps(static_cast<std::uint32_t>(left) + i, job.source_width, job.width);
+            columns[i] = place_bspline_taps(static_cast<std::uint32_t>(left) + i, job.source_width, job.width);
         }
         for (std::uint32_t row = rows.start; row < rows.end; ++row) {
-            const axis_taps lines = place_taps(row, job.source_height, job.height);
+            const bspline_taps lines = place_bspline_taps(row, job.source_height, job.height);
             auto* out = static_cast<sample*>(job.destination) +
                         (static_cast<std::uint64_t>(row) * job.width + left) * channels<Format>;
             for (std::uint32_t i = 0; i < count; ++i) {

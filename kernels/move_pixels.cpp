@@ -8,26 +8,50 @@ namespace zarn {
 
 namespace {
 
+// A number as wide as a pixel, where there is one: compilers move those in vectors.
 template <unsigned Bytes>
-struct packed_pixel {
-    unsigned char bytes[Bytes];
+struct pixel_word;
+template <>
+struct pixel_word<1> {
+    using type = std::uint8_t;
+};
+template <>
+struct pixel_word<2> {
+    using type = std::uint16_t;
+};
+template <>
+struct pixel_word<4> {
+    using type = std::uint32_t;
+};
+template <>
+struct pixel_word<8> {
+    using type = std::uint64_t;
+};
+template <>
+struct pixel_word<16> {
+    struct type {
+        std::uint64_t halves[2];
+    };
 };
 
 template <unsigned Bytes>
-packed_pixel<Bytes> load(const unsigned char* from) {
-    packed_pixel<Bytes> pixel;
+using word = typename pixel_word<Bytes>::type;
+
+template <unsigned Bytes>
+word<Bytes> load(const unsigned char* from) {
+    word<Bytes> pixel;
     std::memcpy(&pixel, from, Bytes);
     return pixel;
 }
 
 template <unsigned Bytes>
-void store(unsigned char* to, packed_pixel<Bytes> pixel) {
+void store(unsigned char* to, word<Bytes> pixel) {
     std::memcpy(to, &pixel, Bytes);
 }
 
 template <unsigned Bytes>
-void fill(unsigned char* to, std::uint64_t count, packed_pixel<Bytes> pixel) {
-    for (std::uint64_t i = 0; i < count; ++i) store(to + i * Bytes, pixel);
+void fill(unsigned char* to, std::uint64_t count, word<Bytes> pixel) {
+    for (std::uint64_t i = 0; i < count; ++i) store<Bytes>(to + i * Bytes, pixel);
 }
 
 template <unsigned Bytes>
@@ -61,14 +85,14 @@ void canvas_rows(const canvas_job& job, row_range rows) {
     for (std::uint32_t row = rows.start; row < rows.end; ++row) {
         unsigned char* to = destination_row<Bytes>(job, memory_row(row, job.height, job.lower_left));
         if (row < job.top || row >= bottom) {
-            fill(to, job.width, colour);
+            fill<Bytes>(to, job.width, colour);
             continue;
         }
         const std::uint32_t from = memory_row(row - job.top, job.source_height, job.lower_left);
-        fill(to, job.left, colour);
+        fill<Bytes>(to, job.left, colour);
         std::memcpy(to + static_cast<std::uint64_t>(job.left) * Bytes, source_row<Bytes>(job, from),
                     static_cast<std::uint64_t>(job.source_width) * Bytes);
-        fill(to + right * Bytes, job.width - right, colour);
+        fill<Bytes>(to + right * Bytes, job.width - right, colour);
     }
 }
 
@@ -78,7 +102,7 @@ void flip_horizontal_rows(const geometry_job& job, row_range rows) {
         const unsigned char* from = source_row<Bytes>(job, row);
         unsigned char* to = destination_row<Bytes>(job, row);
         for (std::uint64_t x = 0; x < job.width; ++x)
-            store(to + x * Bytes, load<Bytes>(from + (job.width - 1 - x) * Bytes));
+            store<Bytes>(to + x * Bytes, load<Bytes>(from + (job.width - 1 - x) * Bytes));
     }
 }
 
@@ -99,7 +123,7 @@ void nearest_rows(const geometry_job& job, row_range rows) {
         const unsigned char* from = source_row<Bytes>(job, static_cast<std::uint32_t>((row * step_y) >> 16));
         unsigned char* to = destination_row<Bytes>(job, row);
         for (std::uint64_t x = 0; x < job.width; ++x)
-            store(to + x * Bytes, load<Bytes>(from + ((x * step_x) >> 16) * Bytes));
+            store<Bytes>(to + x * Bytes, load<Bytes>(from + ((x * step_x) >> 16) * Bytes));
     }
 }
 
@@ -107,8 +131,8 @@ template <unsigned Bytes>
 void fill_rows(const fill_job& job, row_range rows) {
     unsigned char* to =
         static_cast<unsigned char*>(job.pixels) + static_cast<std::uint64_t>(rows.start) * job.width * Bytes;
-    fill(to, static_cast<std::uint64_t>(rows.end - rows.start) * job.width,
-         load<Bytes>(static_cast<const unsigned char*>(job.colour)));
+    fill<Bytes>(to, static_cast<std::uint64_t>(rows.end - rows.start) * job.width,
+                load<Bytes>(static_cast<const unsigned char*>(job.colour)));
 }
 
 #define ZARN_INSTANTIATE(bytes)                                                                                        \

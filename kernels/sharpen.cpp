@@ -1,11 +1,17 @@
 #include "kernels/sharpen.h"
 
+#include <type_traits>
+
 #include "kernels/pixel_format.h"
+#include "kernels/vector/sharpen.h"
 
 namespace zarn {
 
 template <class Format>
 void sharpen_rows(const sharpen_job& job, row_range rows) {
+    if constexpr (std::is_same_v<Format, rgba_8>) {
+        if (vector::sharpen_rgba_8(job, rows)) return;
+    }
     using sample = typename Format::sample;
     constexpr unsigned n = channels<Format>;
 

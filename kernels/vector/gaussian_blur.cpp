@@ -4,6 +4,9 @@
 #include <cstdint>
 #include <cstring>
 
+// Newer machines multiply and add pairs in one instruction.
+#define HWY_WANT_AVX3_DL
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/gaussian_blur.cpp"
 #include <hwy/foreach_target.h>
@@ -138,24 +141,31 @@ HWY_INLINE void invert_visible_weights(const taps& t, std::uint32_t count, doubl
     }
 }
 
-// The whole parts of a pixel's quotients: three colours by one divisor, alpha by the other.
-using D4 = hn::CappedTag<double, 4>;
-HWY_INLINE std::uint32_t divide_pixel(const std::int32_t* high, const std::int32_t* low, double colour_inverse,
-                                      double alpha_inverse) {
-    const D4 d;
-    const hn::Rebind<std::int32_t, D4> di;
-    const hn::Rebind<std::uint8_t, D4> db;
-    HWY_ALIGN const double inverses[4] = {colour_inverse, colour_inverse, colour_inverse, alpha_inverse};
-    std::uint8_t bytes[4];
-    for (std::size_t i = 0; i < 4; i += hn::Lanes(d)) {
-        const auto sum = hn::Add(hn::Mul(hn::PromoteTo(d, hn::LoadU(di, high + i)), hn::Set(d, 8192.0)),
-                                 hn::PromoteTo(d, hn::LoadU(di, low + i)));
-        const auto quotient = hn::Add(hn::Mul(sum, hn::Load(d, inverses + i)), hn::Set(d, truncation_bias));
+// Divisors of a group's sums, in their order: three times the one of colour, then that of alpha, for every pixel.
+struct group_inverses {
+    HWY_ALIGN double values[HWY_LANES(std::uint8_t)];
+
+    void set(std::uint32_t pixel, double colour, double alpha) {
+        double* const at = values + sum_index(pixel);
+        at[0] = at[1] = at[2] = colour;
+        at[3] = alpha;
+    }
+    void set_all(double inverse) { std::fill_n(values, HWY_LANES(std::uint8_t), inverse); }
+};
+
+// The whole parts of a group's quotients, pixel by pixel.
+HWY_INLINE void divide_group(const group_sums& sums, const group_inverses& inverses, std::uint32_t* pixels) {
+    const hn::ScalableTag<double> d;
+    const hn::Rebind<std::int32_t, decltype(d)> di;
+    const hn::Rebind<std::uint8_t, decltype(d)> db;
+    HWY_ALIGN std::uint8_t bytes[HWY_LANES(std::uint8_t)];
+    for (std::size_t i = 0; i < HWY_LANES(std::uint8_t); i += hn::Lanes(d)) {
+        const auto sum = hn::Add(hn::Mul(hn::PromoteTo(d, hn::Load(di, sums.high + i)), hn::Set(d, 8192.0)),
+                                 hn::PromoteTo(d, hn::Load(di, sums.low + i)));
+        const auto quotient = hn::Add(hn::Mul(sum, hn::Load(d, inverses.values + i)), hn::Set(d, truncation_bias));
         hn::StoreU(hn::DemoteTo(db, hn::DemoteTo(di, quotient)), db, bytes + i);
     }
-    std::uint32_t pixel;
-    std::memcpy(&pixel, bytes, sizeof(pixel));
-    return pixel;
+    for (std::uint32_t p = 0; p < group_pixels; ++p) std::memcpy(pixels + p, bytes + sum_index(p), n);
 }
 
 std::uint32_t alpha_of(std::uint32_t pixel) {
@@ -191,7 +201,10 @@ bool gaussian_horizontal(const gaussian_job& job, row_range rows) {
     HWY_ALIGN double inverse_visible[block];
     double inverse_all[block];
     group_sums sums;
-    const double inverse_inside = 1.0 / weights.sum(radius, radius);
+    group_inverses inverses, inverses_inside;
+    inverses.set_all(0.0);
+    inverses_inside.set_all(1.0 / weights.sum(radius, radius));
+    HWY_ALIGN std::uint32_t blurred[group_pixels];
     for (std::uint32_t left = 0; left < job.width; left += block) {
         const std::uint32_t count = std::min(block, job.width - left);
         const std::uint32_t margin_left = radius - std::min(left, radius);
@@ -205,8 +218,7 @@ bool gaussian_horizontal(const gaussian_job& job, row_range rows) {
         std::fill(pixels + filled, pixels + needed, 0u);
         for (std::uint32_t i = 0; i < count; ++i) {
             const std::uint32_t x = left + i;
-            inverse_all[i] =
-                at_edge ? 1.0 / weights.sum(std::min(radius, x), std::min(radius, job.width - 1 - x)) : inverse_inside;
+            inverse_all[i] = 1.0 / weights.sum(std::min(radius, x), std::min(radius, job.width - 1 - x));
         }
         for (std::uint32_t row = rows.start; row < rows.end; ++row) {
             const std::uint64_t line = std::uint64_t{row} * job.width;
@@ -215,18 +227,19 @@ bool gaussian_horizontal(const gaussian_job& job, row_range rows) {
             const bool holes = copy_visible(source + start, end - start, pixels + margin_left);
             const taps t{reinterpret_cast<const std::uint8_t*>(pixels), n, 2 * radius + 1,
                          weights.fixed + largest_gaussian_radius - radius};
-            if (holes || at_edge) invert_visible_weights(t, std::max(count, group_pixels), inverse_visible);
-            const double* const inverse_colour = holes || at_edge ? inverse_visible : inverse_all;
+            const bool flat = !holes && !at_edge;
+            if (!flat) invert_visible_weights(t, std::max(count, group_pixels), inverse_visible);
             for (std::uint32_t i = 0; i < count; i += group_pixels) {
                 sum_group(t, std::uint64_t{i} * n, sums);
                 const std::uint32_t in_group = std::min(group_pixels, count - i);
-                for (std::uint32_t p = 0; p < in_group; ++p) {
-                    const std::uint32_t at = sum_index(p);
-                    const std::uint32_t pixel =
-                        divide_pixel(sums.high + at, sums.low + at, inverse_colour[i + p], inverse_all[i + p]);
-                    // The vertical pass wants invisible pixels without colour.
-                    out[i + p] = alpha_of(pixel) ? pixel : 0;
+                if (!flat) {
+                    for (std::uint32_t p = 0; p < in_group; ++p) {
+                        inverses.set(p, inverse_visible[i + p], inverse_all[i + p]);
+                    }
                 }
+                divide_group(sums, flat ? inverses_inside : inverses, blurred);
+                // The vertical pass wants invisible pixels without colour.
+                for (std::uint32_t p = 0; p < in_group; ++p) out[i + p] = alpha_of(blurred[p]) ? blurred[p] : 0;
             }
         }
     }
@@ -250,6 +263,8 @@ bool gaussian_vertical(const gaussian_job& job, row_range rows) {
     // Which of the rows under the kernel have invisible pixels within the block, and how many have.
     bool has_holes[2 * largest_gaussian_radius + 1];
     group_sums sums;
+    group_inverses inverses;
+    HWY_ALIGN std::uint32_t blurred[group_pixels];
     const std::uint32_t window = 2 * radius + 1;
     for (std::uint64_t start = 0; start < job.width; start += block) {
         // Vectors must not reach beyond the row: what is left at its end is widened to the left, and worked on twice.
@@ -278,18 +293,25 @@ bool gaussian_vertical(const gaussian_job& job, row_range rows) {
                          weights.fixed + largest_gaussian_radius - above};
             const double inverse_all = 1.0 / weights.sum(above, below);
             const bool holes = rows_with_holes > 0;
-            if (holes) invert_visible_weights(t, count, inverse_visible);
+            if (holes) {
+                invert_visible_weights(t, count, inverse_visible);
+            } else {
+                inverses.set_all(inverse_all);
+            }
             std::uint32_t* out = image + std::uint64_t{row} * job.width + left;
             for (std::uint32_t i = 0; i < count; i += group_pixels) {
                 const std::uint32_t at_pixel = std::min(i, count - group_pixels);
                 sum_group(t, std::uint64_t{at_pixel} * n, sums);
+                if (holes) {
+                    for (std::uint32_t p = 0; p < group_pixels; ++p) {
+                        inverses.set(p, inverse_visible[at_pixel + p], inverse_all);
+                    }
+                }
+                divide_group(sums, inverses, blurred);
                 for (std::uint32_t p = 0; p < group_pixels; ++p) {
-                    const std::uint32_t at = sum_index(p);
-                    const double inverse_colour = holes ? inverse_visible[at_pixel + p] : inverse_all;
-                    const std::uint32_t pixel =
-                        divide_pixel(sums.high + at, sums.low + at, inverse_colour, inverse_all);
-                    const std::uint32_t mask = (inverse_colour > 0.0 ? colour_mask : 0) | alpha_mask;
-                    out[at_pixel + p] = (out[at_pixel + p] & ~mask) | (pixel & mask);
+                    const bool visible_taps = !holes || inverse_visible[at_pixel + p] > 0.0;
+                    const std::uint32_t mask = (visible_taps ? colour_mask : 0) | alpha_mask;
+                    out[at_pixel + p] = (out[at_pixel + p] & ~mask) | (blurred[p] & mask);
                 }
             }
         }

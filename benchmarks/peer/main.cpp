@@ -1,0 +1,126 @@
+// Times every operation beside its peer and writes the report. ./bench builds and runs this.
+//
+//   zarn_peer_benchmark [--quick] [--only NAME] [--output FILE]
+
+#include <cstdio>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "benchmarks/peer/check.h"
+#include "benchmarks/peer/report.h"
+
+namespace {
+
+using namespace zarn_bench;
+
+struct options {
+    bool quick = false;
+    std::string only; // part of a name; empty for all
+    std::string output;
+};
+
+constexpr unsigned latency_side = 32;
+constexpr unsigned check_side = 256;
+const char* const expansion_name = "expand_where_alpha";
+
+options parse(int count, char** arguments) {
+    options result;
+    for (int n = 1; n < count; ++n) {
+        const std::string argument = arguments[n];
+        if (argument == "--quick")
+            result.quick = true;
+        else if (argument == "--only" && n + 1 < count)
+            result.only = arguments[++n];
+        else if (argument == "--output" && n + 1 < count)
+            result.output = arguments[++n];
+        else
+            throw std::invalid_argument("usage: zarn_peer_benchmark [--quick] [--only NAME] [--output FILE]");
+    }
+    return result;
+}
+
+patience patience_for(unsigned side, bool quick) {
+    const double shorter = quick ? 0.4 : 1.0;
+    if (side <= 256) return {seconds(0.4 * shorter), 20, 2000};
+    if (side <= 1024) return {seconds(0.8 * shorter), 7, 200};
+    return {seconds(1.5 * shorter), 5, 50};
+}
+
+void tell(const measurement& one) {
+    std::fprintf(stderr, "%-18s %5u^2  %u threads  ours %8.3f  peer %8.3f  alpha form %8.3f ns/pixel\n",
+                 one.what->name.c_str(), one.side, one.threads, one.nanoseconds_per_pixel(one.ours),
+                 one.nanoseconds_per_pixel(one.peer_plain), one.nanoseconds_per_pixel(one.peer_alpha));
+}
+
+results run(const options& wanted) {
+    results all;
+    all.command = "./bench";
+    if (wanted.quick) all.command += " --quick";
+    if (!wanted.only.empty()) all.command += " --only " + wanted.only;
+
+    const auto is_wanted = [&wanted](const std::string& name) { return name.find(wanted.only) != std::string::npos; };
+    std::vector<const operation*> operations;
+    for (const operation& one : our_operations())
+        if (is_wanted(one.name)) operations.push_back(&one);
+    if (operations.empty() && !is_wanted(expansion_name)) {
+        std::string names = expansion_name;
+        for (const operation& one : our_operations()) names += ", " + one.name;
+        throw std::invalid_argument("no operation is called so; there are " + names);
+    }
+
+    {
+        const picture small = draw_photo(check_side);
+        peer other(small);
+        for (const operation* one : operations) all.pairings.push_back({one, check_pair(*one, small, other)});
+    }
+
+    const std::vector<unsigned> thread_counts = {1, 2};
+    all.sides = wanted.quick ? std::vector<unsigned>{1024} : std::vector<unsigned>{256, 1024, 4096};
+    std::vector<unsigned> measured = all.sides;
+    if (!wanted.quick) measured.insert(measured.begin(), latency_side);
+    for (const unsigned side : measured) {
+        const patience limits = patience_for(side, wanted.quick);
+        const picture source = draw_photo(side);
+        all.alpha = measure_alpha(source);
+        peer other(source);
+        for (const operation* one : operations) {
+            for (const unsigned threads : thread_counts) {
+                all.measurements.push_back(measure(*one, source, other, threads, limits));
+                tell(all.measurements.back());
+            }
+        }
+        if (side == latency_side || !is_wanted(expansion_name)) continue;
+        for (const unsigned threads : thread_counts)
+            for (const expansion& one : measure_expansion(source, threads, limits)) all.expansions.push_back(one);
+    }
+    if (!wanted.quick)
+        for (const unsigned threads : thread_counts)
+            for (const yardstick& one : measure_memory(threads, patience_for(4096, false))) all.memory.push_back(one);
+    return all;
+}
+
+} // namespace
+
+int main(int count, char** arguments) {
+    try {
+        const options wanted = parse(count, arguments);
+        const results all = run(wanted);
+        if (wanted.output.empty()) {
+            write_report(std::cout, all);
+            return 0;
+        }
+        std::ofstream file(wanted.output);
+        write_report(file, all);
+        file.close();
+        if (!file) throw std::runtime_error("the report could not be written");
+        write_verdict(std::cout, all);
+        return 0;
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "%s\n", failure.what());
+        return 1;
+    }
+}

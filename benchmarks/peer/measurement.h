@@ -1,0 +1,48 @@
+// One operation at one size with one number of threads, both sides and what bounds them, timed in turn.
+#pragma once
+
+#include "benchmarks/peer/our_operations.h"
+#include "benchmarks/peer/peer_operations.h"
+#include "benchmarks/peer/timing.h"
+
+namespace zarn_bench {
+
+// Times are those of one call; 0 where there is none.
+struct measurement {
+    const operation* what = nullptr;
+    unsigned side = 0;
+    unsigned threads = 0;
+
+    seconds ours{};
+    seconds peer_plain{};
+    seconds peer_alpha{};
+
+    // The least bytes moved, into an array that is kept and into a new one: for images beyond the caches only.
+    seconds moved{};
+    seconds moved_to_new{};
+
+    // The threads of our side started and joined, doing nothing: for small images only.
+    seconds thread_start{};
+    unsigned threads_started = 0;
+
+    double peak_memory = 0.0; // of our side, the image included, in multiples of the image
+
+    seconds theirs(peer_form form) const { return form == peer_form::alpha ? peer_alpha : peer_plain; }
+    double ratio(peer_form form) const { return theirs(form) / ours; }
+    double floor() const { return threads == 2 ? what->floor.at(side) : 0.0; }
+    bool meets_floor() const { return ratio(what->floor.against) >= floor(); }
+    double nanoseconds_per_pixel(seconds time) const { return time.count() * 1e9 / side / side; }
+};
+
+measurement measure(const operation& one, const picture& source, peer& other, unsigned threads, const patience& limits);
+
+// Reading and writing 64 MiB: what the memory gives.
+struct yardstick {
+    const char* name;
+    unsigned threads;
+    double bytes; // read and written, together
+    seconds time;
+};
+std::vector<yardstick> measure_memory(unsigned threads, const patience& limits);
+
+} // namespace zarn_bench

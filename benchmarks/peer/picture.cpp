@@ -1,0 +1,91 @@
+#include "benchmarks/peer/picture.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace zarn_bench {
+
+namespace {
+
+// 0..1, spread evenly; the same for the same arguments.
+float chance(unsigned x, unsigned y, unsigned purpose) {
+    std::uint32_t bits = x * 0x8DA6B343u ^ y * 0xD8163841u ^ purpose * 0xCB1AB31Fu;
+    bits ^= bits >> 15;
+    bits *= 0x2C1B3C6Du;
+    bits ^= bits >> 12;
+    bits *= 0x297A2D39u;
+    bits ^= bits >> 15;
+    return static_cast<float>(bits >> 8) * (1.0f / 16777216.0f);
+}
+
+// A smooth surface through random heights on a grid of `cell` pixels.
+float hills(unsigned x, unsigned y, unsigned cell, unsigned purpose) {
+    const unsigned column = x / cell, row = y / cell;
+    const auto ease = [cell](unsigned place) {
+        const float t = static_cast<float>(place % cell) / static_cast<float>(cell);
+        return t * t * (3.0f - 2.0f * t);
+    };
+    const float right = ease(x), below = ease(y);
+    const auto along = [&](unsigned line) {
+        const float left = chance(column, line, purpose);
+        return left + (chance(column + 1, line, purpose) - left) * right;
+    };
+    const float top = along(row);
+    return top + (along(row + 1) - top) * below;
+}
+
+// One round hole in each cell of a grid, clear of its neighbours.
+class holes {
+public:
+    explicit holes(unsigned side)
+        : ___cell(std::clamp(side / 4, 16u, 96u)) {}
+
+    std::uint8_t alpha(unsigned x, unsigned y) const {
+        const unsigned column = x / ___cell, row = y / ___cell;
+        const auto cell = static_cast<float>(___cell);
+        const float dx = static_cast<float>(x % ___cell) - cell * (0.3f + 0.4f * chance(column, row, 20));
+        const float dy = static_cast<float>(y % ___cell) - cell * (0.3f + 0.4f * chance(column, row, 21));
+        const float radius = cell * (0.12f + 0.16f * chance(column, row, 22));
+        const float rim = cell * 0.025f;
+        const float opacity = (std::sqrt(dx * dx + dy * dy) - radius) / rim + 0.5f;
+        return static_cast<std::uint8_t>(std::clamp(opacity, 0.0f, 1.0f) * 255.0f + 0.5f);
+    }
+
+private:
+    unsigned ___cell;
+};
+
+} // namespace
+
+picture draw_photo(unsigned side) {
+    picture image{side, side, std::vector<std::uint8_t>(std::size_t{4} * side * side)};
+    const holes cut(side);
+    std::uint8_t* sample = image.rgba.data();
+    for (unsigned y = 0; y < side; ++y) {
+        for (unsigned x = 0; x < side; ++x) {
+            const float light = 0.45f * hills(x, y, 180, 3) + 0.2f * hills(x, y, 31, 4) + 0.12f * hills(x, y, 6, 5);
+            const float shadow = hills(x, y, 110, 6) > 0.6f ? 0.2f : 0.0f;
+            for (unsigned channel = 0; channel < 3; ++channel) {
+                const float tint = 0.3f * hills(x, y, 240, channel);
+                const float grain = 0.02f * (chance(x, y, 10 + channel) - 0.5f);
+                const float value = std::clamp(light + tint - shadow + grain, 0.0f, 1.0f);
+                *sample++ = static_cast<std::uint8_t>(value * 255.0f + 0.5f);
+            }
+            *sample++ = cut.alpha(x, y);
+        }
+    }
+    return image;
+}
+
+alpha_shares measure_alpha(const picture& image) {
+    std::size_t transparent = 0, partial = 0;
+    for (std::size_t pixel = 0; pixel < image.pixels(); ++pixel) {
+        const std::uint8_t alpha = image.rgba[pixel * 4 + 3];
+        transparent += alpha == 0;
+        partial += alpha != 0 && alpha != 255;
+    }
+    const auto all = static_cast<double>(image.pixels());
+    return {static_cast<double>(transparent) / all, static_cast<double>(partial) / all};
+}
+
+} // namespace zarn_bench

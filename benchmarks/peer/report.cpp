@@ -1,0 +1,191 @@
+#include "benchmarks/peer/report.h"
+
+#include <algorithm>
+#include <thread>
+
+#include "benchmarks/peer/machine.h"
+#include "benchmarks/peer/markdown.h"
+
+namespace zarn_bench {
+
+namespace {
+
+const char* const preamble =
+    R"(Every operation of `zarn_image_8` beside OpenCV's nearest equivalent. This page is written by `./bench`, which installs
+OpenCV where it is missing (the library itself never needs it), builds, and times both in one program and one run.
+
+How it is measured:
+
+- The same picture on both sides: photo-like 8-bit RGBA, with round transparent holes that have soft rims.
+- The sides take turns call by call, every other round in reverse order; each figure is the median. Calls too short for
+  the clock are timed in batches. OpenCV runs with the same number of threads, without OpenCL.
+- An operation of ours replaces its own pixel array, so its image is restored from the source before each call, outside
+  of the measured time; OpenCV's source is rewritten likewise. Where ours builds a new array, OpenCV allocates its
+  destination afresh too and releases it within the call, as ours releases its old array. OpenCV keeps its intermediate
+  images between calls; ours allocates them each time.
+- OpenCV takes alpha for a fourth channel. Where an operation mixes pixels, the *alpha form* keeps invisible colour out
+  by OpenCV's own means: premultiply, operate, unpremultiply.
+- The ratio is OpenCV's time divided by ours: above 1 ours is faster. Bars are the least ratios that the project asks of
+  itself, with 2 threads; `/ alpha` tells that a bar is against the alpha form.
+- Times are nanoseconds per pixel of the source. *1 to 2* is how many times faster ours is with two threads than with
+  one. *Peak memory* is the most that is allocated during the call, the image included, as a multiple of the image.
+
+)";
+
+void write_run(std::ostream& out, const results& run) {
+    const auto percent = [](double part) { return digits(100.0 * part) + " %"; };
+    markdown_table table({"run", ""});
+    table.add({"date", today()});
+    table.add({"command", "`" + run.command + "`"});
+    table.add({"CPU", cpu_model()});
+    table.add({"vector unit", widest_vector_unit()});
+    table.add({"cores", std::to_string(std::thread::hardware_concurrency())});
+    table.add({"compiler", compiler()});
+    table.add({"OpenCV", peer::version()});
+    table.add({"picture", percent(run.alpha.transparent) + " transparent, " + percent(run.alpha.partial) + " partial"});
+    table.write(out, 2);
+}
+
+const measurement* find(const results& run, const operation* what, unsigned side, unsigned threads) {
+    for (const measurement& one : run.measurements)
+        if (one.what == what && one.side == side && one.threads == threads) return &one;
+    return nullptr;
+}
+
+std::string floor_text(const measurement& one) {
+    if (one.floor() <= 0.0) return "";
+    return digits(one.floor()) + (one.what->floor.against == peer_form::alpha ? " / alpha" : "");
+}
+
+void write_size(std::ostream& out, const results& run, unsigned side) {
+    markdown_table table({"operation", "threads", "ours", "OpenCV", "OpenCV alpha form", "ratio", "ratio alpha", "bar",
+                          "met", "1 to 2", "peak memory"});
+    for (const measurement& one : run.measurements) {
+        if (one.side != side) continue;
+        const auto time = [&one](seconds t) { return t.count() > 0 ? digits(one.nanoseconds_per_pixel(t)) : ""; };
+        const measurement* const alone = one.threads == 2 ? find(run, one.what, side, 1) : nullptr;
+        table.add({one.what->name, std::to_string(one.threads), time(one.ours), time(one.peer_plain),
+                   time(one.peer_alpha), digits(one.ratio(peer_form::plain)),
+                   one.peer_alpha.count() > 0 ? digits(one.ratio(peer_form::alpha)) : "", floor_text(one),
+                   one.floor() <= 0.0  ? ""
+                   : one.meets_floor() ? "yes"
+                                       : "**no**",
+                   alone ? digits(alone->ours / one.ours) : "", digits(one.peak_memory)});
+    }
+    if (table.is_empty()) return;
+    out << "## " << size_name(side) << "\n\n";
+    table.write(out, 1);
+}
+
+void write_memory_shares(std::ostream& out, const results& run) {
+    markdown_table table({"operation", "threads", "ours", "limit", "share", "limit, new array", "share, new array"});
+    for (const measurement& one : run.measurements) {
+        if (one.moved.count() <= 0) continue;
+        const bool makes_array = one.moved_to_new.count() > 0;
+        table.add({one.what->name, std::to_string(one.threads), digits(one.nanoseconds_per_pixel(one.ours)),
+                   digits(one.nanoseconds_per_pixel(one.moved)), share(one.moved.count(), one.ours.count()),
+                   makes_array ? digits(one.nanoseconds_per_pixel(one.moved_to_new)) : "",
+                   makes_array ? share(one.moved_to_new.count(), one.ours.count()) : ""});
+    }
+    if (table.is_empty()) return;
+    out << "## Memory limit at 4096²\n\n"
+           "The *limit* is the time in which as many bytes as the operation must at least read and write are copied,\n"
+           "filled, read or changed in place, by `memcpy` and the like, with as many threads, in the same turns as "
+           "the\n"
+           "operation itself. Nothing is computed; *share* is this time divided by ours. An operation that makes a "
+           "new\n"
+           "array has to get its pages from the system too: the *new array* columns do the same into a freshly "
+           "allocated\n"
+           "array, in large pages. Arrays up to 32 MiB are recycled by the C library and cost nothing of the kind.\n\n";
+    table.write(out, 1);
+}
+
+void write_memory(std::ostream& out, const results& run) {
+    if (run.memory.empty()) return;
+    out << "What the memory gives, on arrays of 64 MiB:\n\n";
+    markdown_table table({"pass", "threads", "ms", "GB/s", "ns per 4 bytes of the array"});
+    for (const yardstick& one : run.memory)
+        table.add({one.name, std::to_string(one.threads), digits(one.time.count() * 1e3),
+                   digits(one.bytes / one.time.count() * 1e-9), digits(one.time.count() * 1e9 / (1 << 24))});
+    table.write(out, 1);
+}
+
+void write_latency(std::ostream& out, const results& run) {
+    markdown_table table({"operation", "size", "threads", "ours, µs", "threads started", "their start and join, µs",
+                          "part of ours", "OpenCV, µs", "OpenCV alpha form, µs"});
+    const auto microseconds = [](seconds time) { return time.count() > 0 ? digits(time.count() * 1e6) : ""; };
+    for (const measurement& one : run.measurements) {
+        if (one.thread_start.count() <= 0) continue;
+        table.add({one.what->name, size_name(one.side), std::to_string(one.threads), microseconds(one.ours),
+                   std::to_string(one.threads_started), microseconds(one.thread_start),
+                   share(one.thread_start.count(), one.ours.count()), microseconds(one.peer_plain),
+                   microseconds(one.peer_alpha)});
+    }
+    if (table.is_empty()) return;
+    out << "## Latency\n\n"
+           "Small images: one call, and what it costs to start and join as many threads as the operation started, "
+           "doing\n"
+           "nothing, timed in the same turns. OpenCV keeps its threads between calls.\n\n";
+    table.write(out, 2);
+}
+
+void write_expansion(std::ostream& out, const results& run) {
+    if (run.expansions.empty()) return;
+    out << "## expand_where_alpha\n\n"
+           "Has no peer. Threshold 254, rings without limit.\n\n";
+    markdown_table table(
+        {"what is filled", "size", "threads", "filled pixels", "ms", "ns per filled pixel", "peak memory"});
+    for (const expansion& one : run.expansions)
+        table.add({one.name, size_name(one.side), std::to_string(one.threads), std::to_string(one.filled),
+                   digits(one.time.count() * 1e3), digits(one.time.count() * 1e9 / static_cast<double>(one.filled)),
+                   digits(one.peak_memory)});
+    table.write(out, 2);
+}
+
+void write_pairings(std::ostream& out, const results& run) {
+    if (run.pairings.empty()) return;
+    out << "## What is compared\n\n"
+           "Ours gives exact results, skips invisible colour and truncates where it is defined to; OpenCV rounds or "
+           "uses\n"
+           "fixed point, and its alpha form weights colour by alpha where ours only asks whether a pixel is visible. "
+           "The\n"
+           "last column is the mean difference of the two results in levels of 255, the larger of that of alpha and "
+           "that\n"
+           "of colour on opaque pixels, checked before the run.\n\n";
+    markdown_table table({"operation", "OpenCV", "difference in meaning", "mean difference"});
+    for (const results::pairing& one : run.pairings)
+        table.add({one.what->name, peer::description(one.what->name), one.what->difference, digits(one.difference)});
+    table.write(out, 3);
+}
+
+} // namespace
+
+void write_verdict(std::ostream& out, const results& run) {
+    unsigned set = 0;
+    std::vector<const measurement*> missed;
+    for (const measurement& one : run.measurements) {
+        if (one.floor() <= 0.0) continue;
+        ++set;
+        if (!one.meets_floor()) missed.push_back(&one);
+    }
+    if (!set) return;
+    out << set - missed.size() << " of " << set << " bars met.";
+    for (const measurement* one : missed)
+        out << (one == missed.front() ? " Not met: " : ", ") << one->what->name << " at " << size_name(one->side)
+            << " (" << digits(one->ratio(one->what->floor.against)) << " of " << floor_text(*one) << ')';
+    out << (missed.empty() ? "\n\n" : ".\n\n");
+}
+
+void write_report(std::ostream& out, const results& run) {
+    out << "# Performance\n\n" << preamble;
+    write_run(out, run);
+    write_verdict(out, run);
+    for (const unsigned side : run.sides) write_size(out, run, side);
+    write_memory_shares(out, run);
+    write_memory(out, run);
+    write_latency(out, run);
+    write_expansion(out, run);
+    write_pairings(out, run);
+}
+
+} // namespace zarn_bench

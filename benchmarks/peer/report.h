@@ -1,0 +1,32 @@
+// Everything a run has measured, written as a Markdown page.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "benchmarks/peer/alpha_expansion.h"
+#include "benchmarks/peer/measurement.h"
+
+namespace zarn_bench {
+
+struct results {
+    std::string command;
+    std::vector<unsigned> sides; // of the comparison, in order
+    alpha_shares alpha;          // of the largest picture
+    std::vector<yardstick> memory;
+    std::vector<measurement> measurements;
+    std::vector<expansion> expansions;
+    struct pairing {
+        const operation* what;
+        double difference;
+    };
+    std::vector<pairing> pairings;
+};
+
+void write_report(std::ostream& out, const results& run);
+
+// How many bars were met, and which were not.
+void write_verdict(std::ostream& out, const results& run);
+
+} // namespace zarn_bench

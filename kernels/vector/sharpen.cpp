@@ -1,0 +1,157 @@
+#include "kernels/vector/sharpen.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "kernels/pixel_format.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "kernels/vector/sharpen.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+// A pixel waits for its left and its upper neighbour, so a row is one long chain of dependent sums. Several rows run
+// in a staggered front instead: at step t row k of the front is at column t - k. Its left neighbour came out of the
+// step before in the same row, its upper one in the row above; its right neighbour is its own next pixel, and its lower
+// one is the right neighbour of the row below at the same step. So a step loads one new pixel a row.
+
+HWY_BEFORE_NAMESPACE();
+namespace zarn::vector::HWY_NAMESPACE {
+
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+
+bool sharpen(const sharpen_job&, row_range) { return false; }
+
+#else
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// The samples of one pixel.
+using DF = hn::CappedTag<float, 4>;
+using DI = hn::Rebind<std::int32_t, DF>;
+using DB = hn::Rebind<std::uint8_t, DF>;
+using V = hn::Vec<DF>;
+
+constexpr std::uint32_t front = 8; // rows of the front
+constexpr std::uint64_t n = 4;
+
+struct weights {
+    V side, middle, full;
+};
+
+HWY_INLINE V load_pixel(const std::uint8_t* pixel) {
+    return hn::ConvertTo(DF(), hn::PromoteTo(DI(), hn::LoadU(DB(), pixel)));
+}
+
+// Writes the colours of a pixel and keeps its alpha; gives back what was written.
+HWY_INLINE V store_colours(V sum, const weights& w, std::uint8_t* pixel) {
+    // The value stands first, so that NaN becomes 0.
+    const auto whole = hn::ConvertTo(DI(), hn::Min(hn::Max(sum, hn::Zero(DF())), w.full));
+    std::uint8_t bytes[4];
+    hn::StoreU(hn::DemoteTo(DB(), whole), DB(), bytes);
+    bytes[3] = pixel[3];
+    std::memcpy(pixel, bytes, sizeof(bytes));
+    return hn::ConvertTo(DF(), whole);
+}
+
+// The first terms of the sum, products of the side's weight, come in from outside.
+HWY_INLINE V weigh(V above_term, V left_term, V here, V right_term, V below_term, const weights& w) {
+    V sum = hn::Add(above_term, left_term);
+    sum = hn::Add(sum, hn::Mul(w.middle, here));
+    sum = hn::Add(sum, right_term);
+    return hn::Add(sum, below_term);
+}
+
+// Columns [start, end) of one row.
+HWY_INLINE void sharpen_span(const std::uint8_t* above, std::uint8_t* here, const std::uint8_t* below,
+                             std::uint64_t start, std::uint64_t end, const weights& w) {
+    if (start >= end) return;
+    V left = load_pixel(here + (start - 1) * n);
+    V middle = load_pixel(here + start * n);
+    for (std::uint64_t x = start; x < end; ++x) {
+        const V right = load_pixel(here + (x + 1) * n);
+        const V sum = weigh(hn::Mul(w.side, load_pixel(above + x * n)), hn::Mul(w.side, left), middle,
+                            hn::Mul(w.side, right), hn::Mul(w.side, load_pixel(below + x * n)), w);
+        left = store_colours(sum, w, here + x * n);
+        middle = right;
+    }
+}
+
+// `rows` holds the row above the front, its rows and the row below.
+HWY_INLINE void sharpen_front(std::uint8_t* const (&rows)[front + 2], std::uint64_t width, const weights& w) {
+    // The front enters at a slant and leaves at one; the corners are done row by row.
+    const std::uint64_t first = front + 1;
+    const std::uint64_t last = width - 1; // of the top row, exclusive
+    for (std::uint32_t k = 0; k < front; ++k) {
+        sharpen_span(rows[k], rows[k + 1], rows[k + 2], 1, first - k, w);
+    }
+    V left_term[front], here[front];
+    std::uint8_t* at[front];
+    for (std::uint32_t k = 0; k < front; ++k) {
+        at[k] = rows[k + 1] + (first - k) * n;
+        left_term[k] = hn::Mul(w.side, load_pixel(at[k] - n));
+        here[k] = load_pixel(at[k]);
+    }
+    const std::uint8_t* above = rows[0] + first * n;
+    const std::uint8_t* below = rows[front + 1] + (first - (front - 1)) * n;
+    for (std::uint64_t t = first; t < last; ++t) {
+        V right[front], right_term[front + 1];
+        for (std::uint32_t k = 0; k < front; ++k) {
+            right[k] = load_pixel(at[k] + n);
+            right_term[k] = hn::Mul(w.side, right[k]);
+        }
+        right_term[front] = hn::Mul(w.side, load_pixel(below));
+        V above_term = hn::Mul(w.side, load_pixel(above));
+        for (std::uint32_t k = 0; k < front; ++k) {
+            const V sum = weigh(above_term, left_term[k], here[k], right_term[k], right_term[k + 1], w);
+            above_term = left_term[k]; // what row k wrote the step before lies above row k + 1
+            left_term[k] = hn::Mul(w.side, store_colours(sum, w, at[k]));
+            here[k] = right[k];
+            at[k] += n;
+        }
+        above += n;
+        below += n;
+    }
+    for (std::uint32_t k = 0; k < front; ++k) {
+        sharpen_span(rows[k], rows[k + 1], rows[k + 2], last - k, width - 1, w);
+    }
+}
+
+bool sharpen(const sharpen_job& job, row_range rows) {
+    const std::uint64_t line = job.width * n;
+    const weights w{hn::Set(DF(), -job.amount), hn::Set(DF(), 4.0f * job.amount + 1.0f), hn::Set(DF(), 255.0f)};
+    auto* const pixels = static_cast<std::uint8_t*>(job.pixels);
+    // The copies are only read; one type of pointer serves all rows.
+    auto* const borders =
+        const_cast<std::uint8_t*>(static_cast<const std::uint8_t*>(job.border_rows)) + 2 * line * rows.band;
+    const auto row_at = [&](std::uint32_t row) {
+        if (row < rows.start) return borders;
+        if (row >= rows.end) return borders + line;
+        return pixels + line * memory_row(row, job.height, job.lower_left);
+    };
+    std::uint32_t row = rows.start;
+    if (job.width > 4 * front) {
+        for (; rows.end - row >= front; row += front) {
+            std::uint8_t* strip[front + 2];
+            for (std::uint32_t k = 0; k < front + 2; ++k) strip[k] = row_at(row + k - 1);
+            sharpen_front(strip, job.width, w);
+        }
+    }
+    for (; row < rows.end; ++row) sharpen_span(row_at(row - 1), row_at(row), row_at(row + 1), 1, job.width - 1, w);
+    return true;
+}
+
+#endif
+
+} // namespace zarn::vector::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace zarn::vector {
+
+HWY_EXPORT(sharpen);
+
+bool sharpen_rgba_8(const sharpen_job& job, row_range rows) { return HWY_DYNAMIC_DISPATCH(sharpen)(job, rows); }
+
+} // namespace zarn::vector
+#endif
