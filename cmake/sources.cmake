@@ -56,6 +56,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/sharpen.cpp
     kernels/tone.cpp
     kernels/trim.cpp
+    kernels/vector/area_average.cpp
     kernels/vector/box_blur.cpp
     kernels/vector/bspline.cpp
     kernels/vector/gaussian_blur.cpp

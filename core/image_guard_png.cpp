@@ -35,11 +35,54 @@ bool is_sound_png_at(byte_source& bytes, std::uint64_t offset) noexcept {
 
 bool is_sound_png(byte_source& bytes) noexcept { return is_sound_png_at(bytes, 0); }
 
+namespace {
+
+// What repeats for ever must show a picture with a delay each time: the decoder returns at the first delay.
+class mng_checker {
+public:
+    explicit mng_checker(byte_source& bytes) noexcept
+        : bytes_(bytes) {}
+
+    bool visit(std::uint64_t type, std::uint32_t length) noexcept {
+        constexpr std::uint32_t most_repeats = 1000;
+        const std::uint64_t data = type + 4;
+        const bool picture = is(type, "IHDR") || is(type, "JHDR");
+        if (picture || is(type, "MHDR") || is(type, "BASI")) {
+            const std::uint64_t width = bytes_.be32(data);
+            const std::uint64_t height = bytes_.be32(data + 4);
+            if (!is_countable(width, height, 8)) return false;
+            total_ += width * height * 4;
+        }
+        if (is(type, "FRAM") || is(type, "DEFI") || is(type, "CLON")) special_ = true;
+        if (is(type, "TERM") && length >= 10 && bytes_.be32(data + 6) > most_repeats) endless_ = true;
+        if (is(type, "LOOP") && bytes_.be32(data + 1) > most_repeats) endless_ = empty_ = true;
+        if (picture) empty_ = false;
+        return !(endless_ && special_) && !(is(type, "ENDL") && empty_);
+    }
+
+    bool is_plausible() const noexcept { return is_plausible_packed(total_, bytes_.size()); }
+
+private:
+    bool is(std::uint64_t type, const char (&name)[5]) noexcept { return bytes_.starts_with(type, name); }
+
+    byte_source& bytes_;
+    std::uint64_t total_ = 0;
+    bool endless_ = false;
+    bool special_ = false; // a delay of its own, or pictures that are not shown
+    bool empty_ = false;   // an endless loop without a picture
+};
+
+} // namespace
+
 bool is_sound_mng(byte_source& bytes) noexcept {
-    const bool animation = bytes.starts_with(0, "\x8aMNG\r\n\x1a\n");
+    mng_checker checker(bytes);
+    const auto visit = [&checker](std::uint64_t type, std::uint32_t length) noexcept {
+        return checker.visit(type, length);
+    };
     const bool still = bytes.starts_with(0, "\x8bJNG\r\n\x1a\n");
-    if (still) return walk_chunks(bytes, 8, "IEND", [](std::uint64_t, std::uint32_t) noexcept { return true; });
-    return animation && walk_chunks(bytes, 8, "MEND", [](std::uint64_t, std::uint32_t) noexcept { return true; });
+    if (still) return walk_chunks(bytes, 8, "IEND", visit) && checker.is_plausible();
+    const bool animation = bytes.starts_with(0, "\x8aMNG\r\n\x1a\n");
+    return animation && walk_chunks(bytes, 8, "MEND", visit) && checker.is_plausible();
 }
 
 } // namespace zarn

@@ -13,6 +13,7 @@ enum tag : std::uint16_t {
     tag_width = 256,
     tag_height = 257,
     tag_bits = 258,
+    tag_coding = 259,
     tag_strip_offsets = 273,
     tag_samples = 277,
     tag_tile_offsets = 324,
@@ -26,6 +27,12 @@ enum tag : std::uint16_t {
     tag_exif = 34665,
     tag_profile = 34675,
 };
+
+// Codings that keep next to nothing of a blank page: those of fax machines and the strongest general ones.
+bool is_dense(std::uint64_t coding) noexcept {
+    return (coding >= 2 && coding <= 4) || coding == 34661 || coding == 34887 || coding == 34925 || coding == 50000 ||
+           coding == 50001;
+}
 
 class tiff_checker {
 public:
@@ -105,6 +112,7 @@ private:
         std::uint64_t height = 0;
         std::uint64_t bits = 1;
         std::uint64_t samples = 1;
+        std::uint64_t coding = 1;
         std::uint64_t inner = 0;
         std::uint64_t profile_size = 0;
         bool has_exif = false;
@@ -121,6 +129,9 @@ private:
                 break;
             case tag_bits:
                 bits = first;
+                break;
+            case tag_coding:
+                coding = first;
                 break;
             case tag_samples:
                 samples = first;
@@ -156,7 +167,7 @@ private:
         // stays.
         if (decoder_ == image_decoder::freeimage && has_exif && profile_size > largest_freed_profile) return false;
         if (bits > 128 || samples > 64 || !is_countable(width, height, (bits * samples + 7) / 8)) return false;
-        total_ += width * height * (bits * samples + 7) / 8;
+        total_ += (width * bits * samples + 7) / 8 * height / (is_dense(coding) ? 16 : 1);
         return is_plausible_packed(total_, bytes_.size()) && (inner == 0 || check_directory(inner, depth + 1));
     }
 

@@ -1,45 +1,17 @@
 #include <algorithm>
-#include <cmath>
+#include <type_traits>
 
+#include "kernels/area_box.h"
 #include "kernels/pixel_format.h"
 #include "kernels/resample.h"
+#include "kernels/vector/area_average.h"
 
 namespace zarn {
 
 namespace {
 
-// The source positions [start, end) that one destination position averages over.
-struct box {
-    std::uint32_t start;
-    std::uint32_t end;
-};
-
-// Boxes along one axis. Every intermediate value is a 32-bit float; they set the result.
-class box_placement {
-public:
-    box_placement(std::uint32_t source_length, std::uint32_t length)
-        : ___source_length(source_length)
-        , ___step(static_cast<float>(source_length) / static_cast<float>(length))
-        , ___side(std::max(___step, 3.0f)) {}
-
-    box operator()(std::uint32_t position) const {
-        const float centre = std::trunc(static_cast<float>(position) * ___step + ___step * 0.5f);
-        const float start = std::trunc(centre - ___side * 0.5f);
-        const float end = std::trunc(start + ___side);
-        // Beyond 2^24 pixels the floats may leave the source; an empty box is transparent then.
-        const auto last = std::min(static_cast<std::int64_t>(end), static_cast<std::int64_t>(___source_length));
-        const auto first = std::max<std::int64_t>(static_cast<std::int64_t>(start), 0);
-        return {static_cast<std::uint32_t>(std::min(first, last)), static_cast<std::uint32_t>(last)};
-    }
-
-private:
-    std::uint32_t ___source_length;
-    float ___step;
-    float ___side;
-};
-
 template <class Format>
-void average_box(const geometry_job& job, box columns, box rows, typename Format::sample* out) {
+void average_box(const geometry_job& job, area_box columns, area_box rows, typename Format::sample* out) {
     using sample = typename Format::sample;
     constexpr unsigned n = channels<Format>;
 
@@ -65,18 +37,21 @@ void average_box(const geometry_job& job, box columns, box rows, typename Format
 
 template <class Format>
 void area_average_rows(const geometry_job& job, row_range rows) {
+    if constexpr (std::is_same_v<Format, rgba_8>) {
+        if (vector::area_average_rgba_8(job, rows)) return;
+    }
     using sample = typename Format::sample;
     constexpr std::uint32_t block = 256;
 
-    const box_placement columns(job.source_width, job.width);
-    const box_placement lines(job.source_height, job.height);
+    const area_box_placement columns(job.source_width, job.width);
+    const area_box_placement lines(job.source_height, job.height);
     // Column blocks, so that the boxes of a block's columns are placed once for all rows.
-    box placed[block];
+    area_box placed[block];
     for (std::uint64_t left = 0; left < job.width; left += block) {
         const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(block, job.width - left));
         for (std::uint32_t i = 0; i < count; ++i) placed[i] = columns(static_cast<std::uint32_t>(left) + i);
         for (std::uint32_t row = rows.start; row < rows.end; ++row) {
-            const box line = lines(row);
+            const area_box line = lines(row);
             const std::uint64_t memory_y = memory_row(row, job.height, job.lower_left);
             auto* out = static_cast<sample*>(job.destination) + (memory_y * job.width + left) * channels<Format>;
             for (std::uint32_t i = 0; i < count; ++i)

@@ -119,11 +119,19 @@ template <unsigned Bytes>
 void nearest_rows(const geometry_job& job, row_range rows) {
     const std::uint64_t step_x = (static_cast<std::uint64_t>(job.source_width) << 16) / job.width;
     const std::uint64_t step_y = (static_cast<std::uint64_t>(job.source_height) << 16) / job.height;
+    const unsigned char* last_from = nullptr;
     for (std::uint32_t row = rows.start; row < rows.end; ++row) {
         const unsigned char* from = source_row<Bytes>(job, static_cast<std::uint32_t>((row * step_y) >> 16));
         unsigned char* to = destination_row<Bytes>(job, row);
-        for (std::uint64_t x = 0; x < job.width; ++x)
+        if (from == last_from) {
+            const std::uint64_t row_bytes = job.width * std::uint64_t{Bytes};
+            std::memcpy(to, to - row_bytes, row_bytes);
+            continue;
+        }
+        last_from = from;
+        for (std::uint64_t x = 0; x < job.width; ++x) {
             store<Bytes>(to + x * Bytes, load<Bytes>(from + ((x * step_x) >> 16) * Bytes));
+        }
     }
 }
 

@@ -56,4 +56,12 @@ std::int64_t peak_bytes_of(const std::function<void()>& run) {
     return peak.load() - before;
 }
 
+// The heap takes the largest block that was mapped and freed as the size from which it maps blocks, up to 32 MiB.
+void settle_heap() {
+    constexpr std::size_t largest = (32u << 20) - (64u << 10);
+    void* const block = std::malloc(largest);
+    if (block) *static_cast<volatile char*>(block) = 1;
+    std::free(block);
+}
+
 } // namespace zarn_bench

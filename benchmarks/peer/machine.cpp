@@ -3,6 +3,9 @@
 #include <ctime>
 #include <fstream>
 
+#include <sys/resource.h>
+#include <unistd.h>
+
 namespace zarn_bench {
 
 namespace {
@@ -17,7 +20,49 @@ std::string cpu_line(const std::string& key) {
     return {};
 }
 
+// Seconds of cores since the machine was started.
+struct core_seconds {
+    double busy = 0.0;
+    double all = 0.0;
+};
+
+core_seconds machine_seconds() {
+    std::ifstream statistics("/proc/stat");
+    std::string word;
+    statistics >> word;
+    core_seconds sum;
+    const auto tick = 1.0 / static_cast<double>(sysconf(_SC_CLK_TCK));
+    double ticks = 0.0;
+    // user, nice, system, idle, waiting for input and output, two kinds of interrupts, stolen by the host
+    for (int column = 0; column < 8 && statistics >> ticks; ++column) {
+        sum.all += ticks * tick;
+        if (column != 3 && column != 4) sum.busy += ticks * tick;
+    }
+    return sum;
+}
+
+double own_seconds() {
+    rusage used{};
+    getrusage(RUSAGE_SELF, &used);
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
+    };
+    return seconds(used.ru_utime) + seconds(used.ru_stime);
+}
+
 } // namespace
+
+foreign_load::foreign_load() {
+    const core_seconds machine = machine_seconds();
+    ___foreign = machine.busy - own_seconds();
+    ___all = machine.all;
+}
+
+double foreign_load::share() const {
+    const core_seconds machine = machine_seconds();
+    const double all = machine.all - ___all, foreign = machine.busy - own_seconds() - ___foreign;
+    return all > 0.0 && foreign > 0.0 ? foreign / all : 0.0;
+}
 
 std::string today() {
     const std::time_t now = std::time(nullptr);

@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "benchmarks/peer/check.h"
+#include "benchmarks/peer/counting_allocator.h"
+#include "benchmarks/peer/machine.h"
 #include "benchmarks/peer/report.h"
 
 namespace {
@@ -51,9 +53,12 @@ patience patience_for(unsigned side, bool quick) {
 }
 
 void tell(const measurement& one) {
-    std::fprintf(stderr, "%-18s %5u^2  %u threads  ours %8.3f  peer %8.3f  alpha form %8.3f ns/pixel\n",
-                 one.what->name.c_str(), one.side, one.threads, one.nanoseconds_per_pixel(one.ours),
-                 one.nanoseconds_per_pixel(one.peer_plain), one.nanoseconds_per_pixel(one.peer_alpha));
+    std::fprintf(stderr, "%-18s %5u^2, %u thread%s: ours %8.3f, peer %8.3f", one.what->name.c_str(), one.side,
+                 one.threads, one.threads == 1 ? " " : "s", one.nanoseconds_per_pixel(one.ours),
+                 one.nanoseconds_per_pixel(one.peer_plain));
+    if (one.peer_alpha.count() > 0)
+        std::fprintf(stderr, ", alpha form %8.3f", one.nanoseconds_per_pixel(one.peer_alpha));
+    std::fputs(" ns/pixel\n", stderr);
 }
 
 results run(const options& wanted) {
@@ -78,6 +83,8 @@ results run(const options& wanted) {
         for (const operation* one : operations) all.pairings.push_back({one, check_pair(*one, small, other)});
     }
 
+    settle_heap();
+    const foreign_load others;
     const std::vector<unsigned> thread_counts = {1, 2};
     all.sides = wanted.quick ? std::vector<unsigned>{1024} : std::vector<unsigned>{256, 1024, 4096};
     std::vector<unsigned> measured = all.sides;
@@ -100,6 +107,7 @@ results run(const options& wanted) {
     if (!wanted.quick)
         for (const unsigned threads : thread_counts)
             for (const yardstick& one : measure_memory(threads, patience_for(4096, false))) all.memory.push_back(one);
+    all.foreign_load = others.share();
     return all;
 }
 

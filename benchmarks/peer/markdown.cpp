@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <sstream>
 
 namespace zarn_bench {
 
@@ -40,8 +41,24 @@ void markdown_table::write(std::ostream& out, std::size_t words) const {
     out << '\n';
 }
 
+void write_item(std::ostream& out, const std::string& text) {
+    std::istringstream words(text);
+    std::size_t column = 1;
+    out << '-';
+    for (std::string word; words >> word;) {
+        if (column + 1 + width(word) > 120) {
+            out << "\n ";
+            column = 1;
+        }
+        out << ' ' << word;
+        column += 1 + width(word);
+    }
+    out << '\n';
+}
+
 std::string digits(double value) {
     const double size = std::fabs(value);
+    if (size < 1e-9) return "0";
     const int decimals = size >= 99.95 ? 0 : size >= 9.995 ? 1 : size >= 0.9995 ? 2 : size >= 0.09995 ? 3 : 4;
     char text[64];
     std::snprintf(text, sizeof text, "%.*f", decimals, value);

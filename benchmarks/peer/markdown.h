@@ -21,6 +21,9 @@ private:
     std::vector<std::vector<std::string>> ___rows;
 };
 
+// An item of a list, wrapped to lines of at most 120 characters.
+void write_item(std::ostream& out, const std::string& text);
+
 std::string digits(double value);             // three of them, as in 0.0123, 1.23, 123
 std::string size_name(unsigned side);         // as in 1024²
 std::string share(double part, double whole); // as in 45 %

@@ -40,7 +40,7 @@ const std::vector<operation>& our_operations() {
          ""},
         {"flip_vertical", [](image& i, const image&) { i.flip_vertical(); }, true, into_new(4, 4), mover_bar, 0.0, ""},
         {"nearest_half", [](image& i, const image& s) { i.resample(s.get_width() / 2, s.get_height() / 2, 1); }, true,
-         into_new(2, 1), mover_bar, 0.0, "Every other row is read, and of it all cache lines."},
+         into_new(2, 1), mover_bar, 0.0, ""},
         {"nearest_2x", [](image& i, const image& s) { i.resample(s.get_width() * 2, s.get_height() * 2, 1); }, true,
          into_new(4, 16), mover_bar, 0.0, ""},
         {"area_half", [](image& i, const image& s) { i.resample(s.get_width() / 2, s.get_height() / 2, 0); }, true,
@@ -62,7 +62,7 @@ const std::vector<operation>& our_operations() {
          into_new(4, 4 * turned_canvas),
          {peer_form::alpha, 2.0, 2.0},
          4.0,
-         "The peer rounds positions to 1/32 pixel."},
+         "The peer rounds positions to 1/32 pixel; the centres of rotation differ by a fraction of a pixel."},
         {"gaussian_s2", [](image& i, const image&) { i.gaussian_blur(2.0f, 0, 1, 1); }, true, into_new(4, 4), level_bar,
          4.0,
          "9 taps. Ours renormalises at the edges and truncates after each pass; the peer computes in 8.8 fixed "

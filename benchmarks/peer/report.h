@@ -14,6 +14,7 @@ struct results {
     std::string command;
     std::vector<unsigned> sides; // of the comparison, in order
     alpha_shares alpha;          // of the largest picture
+    double foreign_load = 0.0;   // share of the machine that others used during the run
     std::vector<yardstick> memory;
     std::vector<measurement> measurements;
     std::vector<expansion> expansions;

@@ -4,9 +4,6 @@
 #include <cstdint>
 #include <cstring>
 
-// Newer machines multiply and add pairs in one instruction.
-#define HWY_WANT_AVX3_DL
-
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/gaussian_blur.cpp"
 #include <hwy/foreach_target.h>
@@ -58,15 +55,16 @@ struct taps {
     const fixed_weight* weights;
 };
 
-// Sums of one vector of samples, in the order in which the vectors interleave: lane order is undone by sum_index.
-struct group_sums {
-    HWY_ALIGN std::int32_t high[HWY_LANES(std::uint8_t)];
-    HWY_ALIGN std::int32_t low[HWY_LANES(std::uint8_t)];
-};
-
-constexpr std::uint32_t sum_index(std::uint32_t pixel) { return ((pixel % 4) * blocks_of_16 + pixel / 4) * n; }
-
+using V8 = hn::Vec<hn::ScalableTag<std::uint8_t>>;
 using V32 = hn::Vec<hn::ScalableTag<std::int32_t>>;
+using VU32 = hn::Vec<hn::ScalableTag<std::uint32_t>>;
+
+// The sums of one vector of pixels. Interleaving leaves one pixel in each 16-byte block: vector g holds those pixels
+// whose place in a block is g.
+struct group_sums {
+    V32 high[4];
+    V32 low[4];
+};
 
 struct pair_sum {
     V32 even, odd;
@@ -78,7 +76,7 @@ struct pair_sum {
     HWY_INLINE V32 total() const { return hn::RearrangeToOddPlusEven(even, odd); }
 };
 
-HWY_INLINE void sum_group(const taps& t, std::uint64_t offset, group_sums& out) {
+HWY_INLINE group_sums sum_group(const taps& t, std::uint64_t offset) {
     const pair_sum zero{hn::Zero(d32), hn::Zero(d32)};
     pair_sum h0 = zero, h1 = zero, h2 = zero, h3 = zero, l0 = zero, l1 = zero, l2 = zero, l3 = zero;
     const std::uint8_t* pixel = t.first_pixel + offset;
@@ -107,19 +105,27 @@ HWY_INLINE void sum_group(const taps& t, std::uint64_t offset, group_sums& out) 
         l2.add(p2, low);
         l3.add(p3, low);
     }
-    const std::size_t lanes = hn::Lanes(d32);
-    hn::Store(h0.total(), d32, out.high);
-    hn::Store(h1.total(), d32, out.high + lanes);
-    hn::Store(h2.total(), d32, out.high + 2 * lanes);
-    hn::Store(h3.total(), d32, out.high + 3 * lanes);
-    hn::Store(l0.total(), d32, out.low);
-    hn::Store(l1.total(), d32, out.low + lanes);
-    hn::Store(l2.total(), d32, out.low + 2 * lanes);
-    hn::Store(l3.total(), d32, out.low + 3 * lanes);
+    return {{h0.total(), h1.total(), h2.total(), h3.total()}, {l0.total(), l1.total(), l2.total(), l3.total()}};
 }
 
-// 1 / (sum of the weights of visible taps) for `count` pixels, at least a vector of them; 0 where no tap is visible.
-HWY_INLINE void invert_visible_weights(const taps& t, std::uint32_t count, double* inverse) {
+const hn::ScalableTag<double> d64;
+const hn::Half<hn::ScalableTag<std::int32_t>> d32_half;
+
+HWY_INLINE hn::Vec<hn::ScalableTag<double>> combine(V32 high, V32 low, std::uint32_t half) {
+    const auto part = [half](V32 v) {
+        return hn::PromoteTo(d64, half ? hn::UpperHalf(d32_half, v) : hn::LowerHalf(d32_half, v));
+    };
+    return hn::Add(hn::Mul(part(high), hn::Set(d64, 8192.0)), part(low));
+}
+
+// What visible taps weigh together, for the pixels of a block.
+struct visible_weights {
+    HWY_ALIGN double inverse[block];    // 0 where there are none
+    HWY_ALIGN std::uint32_t any[block]; // all bits where there are some, else 0
+};
+
+// For `count` pixels, at least a vector of them.
+HWY_INLINE void weigh_visible(const taps& t, std::uint32_t count, visible_weights& out) {
     for (std::uint32_t group = 0; group < count; group += group_pixels) {
         const std::uint32_t i = std::min(group, count - group_pixels);
         auto high = hn::Zero(d32), low = hn::Zero(d32);
@@ -131,12 +137,12 @@ HWY_INLINE void invert_visible_weights(const taps& t, std::uint32_t count, doubl
                 hn::Add(high, hn::IfThenElseZero(mask, hn::Set(d32, static_cast<std::int32_t>(t.weights[tap].high))));
             low = hn::Add(low, hn::IfThenElseZero(mask, hn::Set(d32, static_cast<std::int32_t>(t.weights[tap].low))));
         }
-        HWY_ALIGN std::int32_t highs[HWY_LANES(std::int32_t)], lows[HWY_LANES(std::int32_t)];
-        hn::Store(high, d32, highs);
-        hn::Store(low, d32, lows);
-        for (std::uint32_t lane = 0; lane < hn::Lanes(d32); ++lane) {
-            const double sum = highs[lane] * 8192.0 + lows[lane];
-            inverse[i + lane] = sum > 0.0 ? 1.0 / sum : 0.0;
+        hn::StoreU(hn::BitCast(du32, hn::VecFromMask(d32, hn::Gt(hn::Or(high, low), hn::Zero(d32)))), du32,
+                   out.any + i);
+        for (std::uint32_t half = 0; half < 2; ++half) {
+            const auto sum = combine(high, low, half);
+            const auto inverse = hn::IfThenElseZero(hn::Gt(sum, hn::Zero(d64)), hn::Div(hn::Set(d64, 1.0), sum));
+            hn::StoreU(inverse, d64, out.inverse + i + half * hn::Lanes(d64));
         }
     }
 }
@@ -146,26 +152,34 @@ struct group_inverses {
     HWY_ALIGN double values[HWY_LANES(std::uint8_t)];
 
     void set(std::uint32_t pixel, double colour, double alpha) {
-        double* const at = values + sum_index(pixel);
+        double* const at = values + ((pixel % 4) * blocks_of_16 + pixel / 4) * n;
         at[0] = at[1] = at[2] = colour;
         at[3] = alpha;
     }
     void set_all(double inverse) { std::fill_n(values, HWY_LANES(std::uint8_t), inverse); }
 };
 
-// The whole parts of a group's quotients, pixel by pixel.
-HWY_INLINE void divide_group(const group_sums& sums, const group_inverses& inverses, std::uint32_t* pixels) {
-    const hn::ScalableTag<double> d;
-    const hn::Rebind<std::int32_t, decltype(d)> di;
-    const hn::Rebind<std::uint8_t, decltype(d)> db;
-    HWY_ALIGN std::uint8_t bytes[HWY_LANES(std::uint8_t)];
-    for (std::size_t i = 0; i < HWY_LANES(std::uint8_t); i += hn::Lanes(d)) {
-        const auto sum = hn::Add(hn::Mul(hn::PromoteTo(d, hn::Load(di, sums.high + i)), hn::Set(d, 8192.0)),
-                                 hn::PromoteTo(d, hn::Load(di, sums.low + i)));
-        const auto quotient = hn::Add(hn::Mul(sum, hn::Load(d, inverses.values + i)), hn::Set(d, truncation_bias));
-        hn::StoreU(hn::DemoteTo(db, hn::DemoteTo(di, quotient)), db, bytes + i);
+// The whole parts of a group's quotients as pixels.
+HWY_INLINE VU32 divide_group(const group_sums& sums, const group_inverses& inverses) {
+    V8 bytes = hn::Zero(d8);
+    for (std::uint32_t g = 0; g < 4; ++g) {
+        const double* inverse = inverses.values + g * hn::Lanes(d32);
+        const auto quotient = [&](std::uint32_t half) {
+            const auto sum = combine(sums.high[g], sums.low[g], half);
+            const auto q = hn::Mul(sum, hn::Load(d64, inverse + half * hn::Lanes(d64)));
+            return hn::DemoteTo(d32_half, hn::Add(q, hn::Set(d64, truncation_bias)));
+        };
+        const auto whole = hn::Combine(d32, quotient(1), quotient(0));
+        // The low bytes of the four numbers of a block, to the place of pixel g in it.
+        HWY_ALIGN static constexpr std::uint8_t to_place[4][16] = {
+            {0, 4, 8, 12, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128},
+            {128, 128, 128, 128, 0, 4, 8, 12, 128, 128, 128, 128, 128, 128, 128, 128},
+            {128, 128, 128, 128, 128, 128, 128, 128, 0, 4, 8, 12, 128, 128, 128, 128},
+            {128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 0, 4, 8, 12}};
+        const auto places = hn::LoadDup128(d8, to_place[g]);
+        bytes = hn::Or(bytes, hn::TableLookupBytesOr0(hn::BitCast(d8, whole), places));
     }
-    for (std::uint32_t p = 0; p < group_pixels; ++p) std::memcpy(pixels + p, bytes + sum_index(p), n);
+    return hn::BitCast(du32, bytes);
 }
 
 std::uint32_t alpha_of(std::uint32_t pixel) {
@@ -198,13 +212,11 @@ bool gaussian_horizontal(const gaussian_job& job, row_range rows) {
     const std::uint32_t radius = weights.radius;
     // A block with the margins its taps reach; pixels beyond the row count as invisible.
     HWY_ALIGN std::uint32_t pixels[block + 2 * largest_gaussian_radius + group_pixels];
-    HWY_ALIGN double inverse_visible[block];
+    visible_weights weighed;
     double inverse_all[block];
-    group_sums sums;
     group_inverses inverses, inverses_inside;
     inverses.set_all(0.0);
     inverses_inside.set_all(1.0 / weights.sum(radius, radius));
-    HWY_ALIGN std::uint32_t blurred[group_pixels];
     for (std::uint32_t left = 0; left < job.width; left += block) {
         const std::uint32_t count = std::min(block, job.width - left);
         const std::uint32_t margin_left = radius - std::min(left, radius);
@@ -228,18 +240,25 @@ bool gaussian_horizontal(const gaussian_job& job, row_range rows) {
             const taps t{reinterpret_cast<const std::uint8_t*>(pixels), n, 2 * radius + 1,
                          weights.fixed + largest_gaussian_radius - radius};
             const bool flat = !holes && !at_edge;
-            if (!flat) invert_visible_weights(t, std::max(count, group_pixels), inverse_visible);
+            if (!flat) weigh_visible(t, std::max(count, group_pixels), weighed);
             for (std::uint32_t i = 0; i < count; i += group_pixels) {
-                sum_group(t, std::uint64_t{i} * n, sums);
+                const group_sums sums = sum_group(t, std::uint64_t{i} * n);
                 const std::uint32_t in_group = std::min(group_pixels, count - i);
                 if (!flat) {
                     for (std::uint32_t p = 0; p < in_group; ++p) {
-                        inverses.set(p, inverse_visible[i + p], inverse_all[i + p]);
+                        inverses.set(p, weighed.inverse[i + p], inverse_all[i + p]);
                     }
                 }
-                divide_group(sums, flat ? inverses_inside : inverses, blurred);
+                const VU32 blurred = divide_group(sums, flat ? inverses_inside : inverses);
                 // The vertical pass wants invisible pixels without colour.
-                for (std::uint32_t p = 0; p < in_group; ++p) out[i + p] = alpha_of(blurred[p]) ? blurred[p] : 0;
+                const VU32 result = hn::IfThenElseZero(visible(du32, blurred), blurred);
+                if (in_group == group_pixels) {
+                    hn::StoreU(result, du32, out + i);
+                } else {
+                    HWY_ALIGN std::uint32_t last[group_pixels];
+                    hn::Store(result, du32, last);
+                    std::copy_n(last, in_group, out + i);
+                }
             }
         }
     }
@@ -259,12 +278,10 @@ bool gaussian_vertical(const gaussian_job& job, row_range rows) {
     if (!job.blur_colour) colour_mask = 0;
     if (!job.blur_alpha) alpha_mask = 0;
 
-    HWY_ALIGN double inverse_visible[block];
+    visible_weights weighed;
     // Which of the rows under the kernel have invisible pixels within the block, and how many have.
     bool has_holes[2 * largest_gaussian_radius + 1];
-    group_sums sums;
     group_inverses inverses;
-    HWY_ALIGN std::uint32_t blurred[group_pixels];
     const std::uint32_t window = 2 * radius + 1;
     for (std::uint64_t start = 0; start < job.width; start += block) {
         // Vectors must not reach beyond the row: what is left at its end is widened to the left, and worked on twice.
@@ -294,25 +311,26 @@ bool gaussian_vertical(const gaussian_job& job, row_range rows) {
             const double inverse_all = 1.0 / weights.sum(above, below);
             const bool holes = rows_with_holes > 0;
             if (holes) {
-                invert_visible_weights(t, count, inverse_visible);
+                weigh_visible(t, count, weighed);
             } else {
                 inverses.set_all(inverse_all);
             }
             std::uint32_t* out = image + std::uint64_t{row} * job.width + left;
             for (std::uint32_t i = 0; i < count; i += group_pixels) {
                 const std::uint32_t at_pixel = std::min(i, count - group_pixels);
-                sum_group(t, std::uint64_t{at_pixel} * n, sums);
+                const group_sums sums = sum_group(t, std::uint64_t{at_pixel} * n);
+                VU32 replaced = hn::Set(du32, colour_mask | alpha_mask);
                 if (holes) {
                     for (std::uint32_t p = 0; p < group_pixels; ++p) {
-                        inverses.set(p, inverse_visible[at_pixel + p], inverse_all);
+                        inverses.set(p, weighed.inverse[at_pixel + p], inverse_all);
                     }
+                    // Where no tap is visible, colour stays.
+                    replaced = hn::Or(hn::And(hn::LoadU(du32, weighed.any + at_pixel), hn::Set(du32, colour_mask)),
+                                      hn::Set(du32, alpha_mask));
                 }
-                divide_group(sums, inverses, blurred);
-                for (std::uint32_t p = 0; p < group_pixels; ++p) {
-                    const bool visible_taps = !holes || inverse_visible[at_pixel + p] > 0.0;
-                    const std::uint32_t mask = (visible_taps ? colour_mask : 0) | alpha_mask;
-                    out[at_pixel + p] = (out[at_pixel + p] & ~mask) | (blurred[p] & mask);
-                }
+                const VU32 blurred = divide_group(sums, inverses);
+                const VU32 kept = hn::AndNot(replaced, hn::LoadU(du32, out + at_pixel));
+                hn::StoreU(hn::Or(kept, hn::And(replaced, blurred)), du32, out + at_pixel);
             }
         }
     }

@@ -1,0 +1,84 @@
+// Every operation gives the same bits on every instruction set that this machine has, plain code included. The other
+// tests compare the best of them with the reference; this one ties the rest to it.
+
+#include <functional>
+
+#include <gtest/gtest.h>
+#include <hwy/targets.h>
+
+#include "tests/support/image_traits.h"
+
+namespace zarn_test {
+
+namespace {
+
+template <class Image>
+struct named_operation {
+    const char* name;
+    std::function<void(Image&)> run;
+};
+
+template <class Image>
+std::vector<named_operation<Image>> vector_operations() {
+    return {
+        {"area average", [](Image& i) { i.resample(i.get_width() / 3 + 1, i.get_height() / 2 + 1, 0); }},
+        {"B-spline", [](Image& i) { i.resample(i.get_width() * 2 + 1, i.get_height() + 3, 2); }},
+        {"B-spline, smaller", [](Image& i) { i.resample(i.get_width() / 5 + 1, i.get_height(), 2); }},
+        {"rotate", [](Image& i) { i.rotate(0.7, 0); }},
+        {"Gaussian 1.3", [](Image& i) { i.gaussian_blur(1.3f, 0, 1, 1); }},
+        {"Gaussian 9, colour", [](Image& i) { i.gaussian_blur(9.0f, 0, 1, 0); }},
+        {"Gaussian 3, alpha", [](Image& i) { i.gaussian_blur(3.0f, 0, 0, 1); }},
+        {"box 2", [](Image& i) { i.box_blur(2, 1, 1); }},
+        {"box 7, colour", [](Image& i) { i.box_blur(7, 1, 0); }},
+        {"box 1, alpha", [](Image& i) { i.box_blur(1, 0, 1); }},
+        {"sharpen", [](Image& i) { i.sharpen(0.7f); }},
+        {"flip", [](Image& i) { i.flip_horizontal(); }},
+        {"nearest", [](Image& i) { i.resample(i.get_width() * 3 / 2 + 1, i.get_height() + 1, 1); }},
+        {"gamma", [](Image& i) { i.gamma(1.8f); }},
+    };
+}
+
+// Limits the vector code to one instruction set.
+void use_target(std::int64_t target) {
+    hwy::SetSupportedTargetsForTest(target);
+    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+}
+
+} // namespace
+
+template <class Image>
+class vector_targets : public ::testing::Test {
+protected:
+    ~vector_targets() override {
+        hwy::SetSupportedTargetsForTest(0);
+        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+    }
+};
+TYPED_TEST_SUITE(vector_targets, image_types, image_type_names);
+
+TYPED_TEST(vector_targets, agree) {
+    const std::int64_t targets = hwy::SupportedTargets();
+    ASSERT_NE(targets & (targets - 1), 0) << "only one instruction set to compare";
+    for (const std::uint32_t width : {1u, 3u, 4u, 15u, 16u, 17u, 33u, 63u, 70u, 131u, 300u}) {
+        for (const alpha_kind kind : alpha_kinds) {
+            const reference_image picture =
+                random_picture<TypeParam>(width, 5 + width % 37, width % 2 ? lower_left : upper_left, kind, width);
+            for (const named_operation<TypeParam>& operation : vector_operations<TypeParam>()) {
+                const auto result_on = [&](std::int64_t target) {
+                    use_target(target);
+                    loaded_image<TypeParam> image(picture, 1 + width % 3);
+                    operation.run(*image);
+                    return image_traits<TypeParam>::read(*image);
+                };
+                const reference_image plain = result_on(HWY_SCALAR);
+                for (std::int64_t left = targets; left; left &= left - 1) {
+                    const std::int64_t target = left & -left;
+                    EXPECT_TRUE(plain == result_on(target)) << operation.name << ", " << hwy::TargetName(target) << ", "
+                                                            << width << " wide, alpha kind " << static_cast<int>(kind);
+                }
+            }
+        }
+    }
+}
+
+} // namespace zarn_test
