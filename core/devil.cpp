@@ -126,7 +126,7 @@ unsigned bytes_of(std::uint64_t type) noexcept {
 bool holds_what_it_announces() noexcept {
     const std::uint64_t pixel_bytes = integer(IL_IMAGE_BYTES_PER_PIXEL);
     return pixel_bytes > 0 && ilGetData() &&
-           pixel_bytes == samples_of(integer(IL_IMAGE_FORMAT)) * bytes_of(integer(IL_IMAGE_TYPE)) &&
+           pixel_bytes == std::uint64_t{samples_of(integer(IL_IMAGE_FORMAT))} * bytes_of(integer(IL_IMAGE_TYPE)) &&
            (pixels() * pixel_bytes >= size_limit || integer(IL_IMAGE_SIZE_OF_DATA) >= pixels() * pixel_bytes);
 }
 

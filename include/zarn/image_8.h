@@ -129,9 +129,11 @@ public:
     /// Samples that are not 8 bits wide are scaled to 0..255 and truncated; float samples are encoded with gamma 1/2.2,
     /// alpha included, and values beyond full scale wrap. DevIL's float sources get gamma(2.2) after conversion.
     ///
-    /// Damaged files fail: they are looked over before a decoder sees them. DevIL's reasons become messages ("Failed to
-    /// load image using ilLoadImage(). File open failed." and the like), others return 0 without one. The image is
-    /// empty after a failure. Calls may run at once on different objects: DevIL is used behind one process-wide lock.
+    /// DevIL's reasons become messages, as in "Failed to load image using ilLoadImage(). File open failed."; some
+    /// failures have none. Files are looked over before a decoder sees them: damage that a decoder would not survive
+    /// fails with "Failed to load image using ilLoadImage(). Damaged file.", a type without a sound decoder with the
+    /// same and "Invalid file extension.". The image is empty after a failure. Calls may run at once on different
+    /// objects: DevIL is used behind one process-wide lock.
     unsigned int load_file(const wchar_t* path);
 
     /// The same from `size` bytes of an image file in memory, by DevIL alone, which tells the format by its contents.

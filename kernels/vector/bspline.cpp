@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 
 #include "kernels/bspline_taps.h"
 
@@ -36,8 +37,8 @@ using DD = hn::CappedTag<double, 4>; // the same in double: one or two vectors
 constexpr std::uint32_t double_lanes = HWY_MIN(HWY_LANES(double), 4);
 
 constexpr std::uint32_t n = 4;
-constexpr std::uint32_t block = 64;         // destination columns worked on at a time
-constexpr std::uint32_t largest_span = 160; // source columns they may touch
+constexpr std::uint32_t block = 256;        // destination columns worked on at a time
+constexpr std::uint32_t largest_span = 320; // source columns they may touch
 constexpr float uncertainty = 0.00025f;
 
 // Source pixels as floats, the invisible ones 0, for the rows under the kernel.
@@ -103,20 +104,50 @@ struct exact_pixel {
     }
 };
 
-// A destination column of a block.
-struct block_column {
-    bspline_taps taps;
-    float weight[bspline_tap_count];
-    std::uint32_t first; // tap, within the block's source columns
-    bool is_edge;        // its taps are not four neighbours
+// The destination columns of a block, in groups of as many pixels as fill a vector.
+using DG = hn::CappedTag<float, 16>;
+using VG = hn::Vec<DG>;
+constexpr std::uint32_t group_pixels = HWY_MIN(HWY_LANES(float), 16) / n;
+constexpr std::uint32_t group_samples = group_pixels * n;
+
+struct block_columns {
+    std::uint32_t count;
+    bspline_taps taps[block];
+    std::uint32_t first[block + group_pixels]; // tap, within the block's source columns
+    bool is_edge[block];                       // the taps are not four neighbours
+    HWY_ALIGN float weights[block / group_pixels + 1][bspline_tap_count][group_samples];
 };
 
-constexpr std::uint32_t all_bytes(std::uint32_t byte) { return byte * 0x01010101u; }
+// The k-th taps of a group's pixels side by side.
+template <std::uint32_t Pixels>
+HWY_INLINE VG load_taps(const float* mixed, const std::uint32_t* first, unsigned k) {
+    const auto tap = [=](std::uint32_t pixel) { return hn::Load(DF(), mixed + (first[pixel] + k) * n); };
+    const hn::CappedTag<float, 8> d8;
+    if constexpr (Pixels == 1) {
+        return tap(0);
+    } else if constexpr (Pixels == 2) {
+        return hn::Combine(d8, tap(1), tap(0));
+    } else {
+        return hn::Combine(DG(), hn::Combine(d8, tap(3), tap(2)), hn::Combine(d8, tap(1), tap(0)));
+    }
+}
+
+// Which pixels of a group have to be made exactly because of their estimate: a bit each.
+HWY_INLINE std::uint32_t uncertain_pixels(VG from_middle) {
+    const auto uncertain = hn::Not(hn::Lt(hn::Abs(from_middle), hn::Set(DG(), 0.5f - uncertainty)));
+    if (HWY_LIKELY(hn::AllFalse(DG(), uncertain))) return 0;
+    std::uint8_t bytes[8] = {};
+    hn::StoreMaskBits(DG(), uncertain, bytes);
+    std::uint32_t pixels = 0;
+    for (std::uint32_t p = 0; p < group_pixels; ++p) {
+        if ((bytes[p / 2] >> (p % 2 * n)) & 0xF) pixels |= 1u << p;
+    }
+    return pixels;
+}
 
 // One destination row of a block.
 HWY_INLINE void run_row(const source_rows& rows, const bspline_taps& lines, const unsigned (&slots)[bspline_tap_count],
-                        const block_column* columns, std::uint32_t count, std::uint32_t left, std::uint32_t span,
-                        std::uint8_t* out) {
+                        const block_columns& columns, std::uint32_t left, std::uint32_t span, std::uint8_t* out) {
     // The four rows together, by columns of the source.
     HWY_ALIGN float mixed[largest_span * n];
     std::uint8_t seen[largest_span]; // bit 0: a visible pixel, bit 1: an invisible one
@@ -130,44 +161,60 @@ HWY_INLINE void run_row(const source_rows& rows, const bspline_taps& lines, cons
         }
         hn::Store(sum, d, mixed + i);
     }
+    std::uint8_t seen_at_all = 0;
     for (std::uint32_t i = 0; i < span; ++i) {
         const unsigned visible = rows.visible[slots[0]][i] + rows.visible[slots[1]][i] + rows.visible[slots[2]][i] +
                                  rows.visible[slots[3]][i];
         seen[i] = static_cast<std::uint8_t>((visible > 0 ? 1 : 0) | (visible < bspline_tap_count ? 2 : 0));
+        seen_at_all |= seen[i];
     }
-    const VF half = hn::Set(DF(), 0.5f), certain = hn::Set(DF(), 0.5f - uncertainty);
-    for (std::uint32_t x = 0; x < count; ++x, out += n) {
-        const block_column& column = columns[x];
-        if (column.is_edge) {
-            exact_pixel{rows, lines, column.taps, left, slots}.write(out);
-            continue;
-        }
-        const float* const taps = mixed + column.first * n;
-        VF sum = hn::Mul(hn::Set(DF(), column.weight[0]), hn::Load(DF(), taps));
+    const auto is_mixed = [&](std::uint32_t x) {
+        const std::uint8_t* const at = seen + columns.first[x];
+        return (at[0] | at[1] | at[2] | at[3]) == 3;
+    };
+    const bool has_mixed = seen_at_all == 3;
+    // The pixels to be made exactly, kept for the end: which they are cannot be guessed, but how many can.
+    std::uint32_t exact[block + 1];
+    std::uint32_t exact_count = 0;
+    const VG half = hn::Set(DG(), 0.5f);
+    for (std::uint32_t group = 0; group < columns.count; group += group_pixels) {
+        const auto& weights = columns.weights[group / group_pixels];
+        const std::uint32_t* const first = columns.first + group;
+        VG sum = hn::Mul(hn::Load(DG(), weights[0]), load_taps<group_pixels>(mixed, first, 0));
         for (unsigned k = 1; k < bspline_tap_count; ++k) {
-            sum = hn::Add(sum, hn::Mul(hn::Set(DF(), column.weight[k]), hn::Load(DF(), taps + k * n)));
+            sum = hn::Add(sum, hn::Mul(hn::Load(DG(), weights[k]), load_taps<group_pixels>(mixed, first, k)));
         }
-        const VF rounded = hn::Add(sum, half);
-        const auto whole = hn::ConvertTo(DI(), rounded);
-        const VF from_middle = hn::Abs(hn::Sub(hn::Sub(rounded, hn::ConvertTo(DF(), whole)), half));
-        std::uint32_t what;
-        std::memcpy(&what, seen + column.first, sizeof(what));
-        const bool is_mixed = (what & all_bytes(1)) && (what & all_bytes(2));
-        if (is_mixed || !hn::AllTrue(DF(), hn::Lt(from_middle, certain))) {
-            exact_pixel{rows, lines, column.taps, left, slots}.write(out);
+        const hn::Rebind<std::int32_t, DG> di;
+        const hn::Rebind<std::uint8_t, DG> db;
+        const VG rounded = hn::Add(sum, half);
+        const auto whole = hn::ConvertTo(di, rounded);
+        std::uint32_t uncertain = uncertain_pixels(hn::Sub(hn::Sub(rounded, hn::ConvertTo(DG(), whole)), half));
+        const std::uint32_t count = std::min(group_pixels, columns.count - group);
+        if (count == group_pixels) {
+            hn::StoreU(hn::DemoteTo(db, whole), db, out + group * n);
         } else {
-            hn::StoreU(hn::DemoteTo(DB(), whole), DB(), out);
+            std::uint8_t last[group_samples];
+            hn::StoreU(hn::DemoteTo(db, whole), db, last);
+            std::memcpy(out + group * n, last, count * n);
         }
+        for (std::uint32_t p = 0; p < count; ++p, uncertain >>= 1) {
+            const std::uint32_t x = group + p;
+            exact[exact_count] = x;
+            exact_count += (uncertain & 1) | columns.is_edge[x] | (has_mixed && is_mixed(x) ? 1 : 0);
+        }
+    }
+    for (std::uint32_t i = 0; i < exact_count; ++i) {
+        exact_pixel{rows, lines, columns.taps[exact[i]], left, slots}.write(out + exact[i] * n);
     }
 }
 
 bool bspline(const geometry_job& job, row_range rows) {
-    block_column columns[block];
+    block_columns columns;
     for (std::uint64_t start = 0; start < job.width;) {
         const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(block, job.width - start));
         std::uint32_t count = 0, first = UINT32_MAX, last = 0;
         for (; count < wanted; ++count) {
-            bspline_taps& taps = columns[count].taps;
+            bspline_taps& taps = columns.taps[count];
             taps = place_bspline_taps(static_cast<std::uint32_t>(start) + count, job.source_width, job.width);
             const auto [low, high] = std::minmax_element(taps.position, taps.position + bspline_tap_count);
             // A block ends early where its columns would touch more of the source than there is room for.
@@ -175,11 +222,18 @@ bool bspline(const geometry_job& job, row_range rows) {
             first = std::min(first, *low);
             last = std::max(last, *high);
         }
-        for (std::uint32_t i = 0; i < count; ++i) {
-            block_column& column = columns[i];
-            column.is_edge = column.taps.position[bspline_tap_count - 1] - column.taps.position[0] != 3;
-            column.first = column.is_edge ? 0 : column.taps.position[0] - first;
-            std::copy_n(column.taps.weight, bspline_tap_count, column.weight);
+        columns.count = count;
+        std::fill(std::begin(columns.first), std::end(columns.first), 0u);
+        std::memset(columns.weights, 0, sizeof(columns.weights));
+        for (std::uint32_t x = 0; x < count; ++x) {
+            const bspline_taps& taps = columns.taps[x];
+            columns.is_edge[x] = taps.position[bspline_tap_count - 1] - taps.position[0] != 3;
+            if (columns.is_edge[x]) continue;
+            columns.first[x] = taps.position[0] - first;
+            for (unsigned k = 0; k < bspline_tap_count; ++k) {
+                float* const weights = columns.weights[x / group_pixels][k] + x % group_pixels * n;
+                std::fill_n(weights, n, static_cast<float>(taps.weight[k]));
+            }
         }
         const std::uint32_t span = last - first + 1;
         source_rows source;
@@ -196,7 +250,7 @@ bool bspline(const geometry_job& job, row_range rows) {
                                 (std::uint64_t{row} * job.source_width + first) * n,
                             span, source.samples[slots[m]], source.visible[slots[m]]);
             }
-            run_row(source, lines, slots, columns, count, first, span,
+            run_row(source, lines, slots, columns, first, span,
                     static_cast<std::uint8_t*>(job.destination) + (std::uint64_t{y} * job.width + start) * n);
         }
         start += count;
