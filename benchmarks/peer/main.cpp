@@ -40,7 +40,7 @@ options parse(int count, char** arguments) {
         else if (argument == "--output" && n + 1 < count)
             result.output = arguments[++n];
         else
-            throw std::invalid_argument("usage: zarn_peer_benchmark [--quick] [--only NAME] [--output FILE]");
+            throw std::invalid_argument("options: --quick, --only NAME, --output FILE");
     }
     return result;
 }
@@ -48,8 +48,8 @@ options parse(int count, char** arguments) {
 patience patience_for(unsigned side, bool quick) {
     const double shorter = quick ? 0.4 : 1.0;
     if (side <= 256) return {seconds(0.4 * shorter), 20, 2000};
-    if (side <= 1024) return {seconds(0.8 * shorter), 7, 200};
-    return {seconds(1.5 * shorter), 5, 50};
+    if (side <= 1024) return {seconds(1.2 * shorter), 9, 200};
+    return {seconds(2.5 * shorter), 5, 50};
 }
 
 void tell(const measurement& one) {

@@ -68,7 +68,7 @@ std::string digits(double value) {
 std::string size_name(unsigned side) { return std::to_string(side) + "²"; }
 
 std::string share(double part, double whole) {
-    return whole > 0.0 ? std::to_string(std::lround(100.0 * part / whole)) + " %" : "";
+    return part > 0.0 && whole > 0.0 ? std::to_string(std::lround(100.0 * part / whole)) + " %" : "";
 }
 
 } // namespace zarn_bench

@@ -26,6 +26,6 @@ void write_item(std::ostream& out, const std::string& text);
 
 std::string digits(double value);             // three of them, as in 0.0123, 1.23, 123
 std::string size_name(unsigned side);         // as in 1024²
-std::string share(double part, double whole); // as in 45 %
+std::string share(double part, double whole); // as in 45 %; empty for nothing
 
 } // namespace zarn_bench

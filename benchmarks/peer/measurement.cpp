@@ -10,13 +10,6 @@
 
 namespace zarn_bench {
 
-namespace {
-
-constexpr unsigned beyond_caches = 4096; // sides from which memory is what bounds an operation that only moves pixels
-constexpr unsigned small_image = 256;    // sides up to which the start of threads shows
-
-} // namespace
-
 measurement measure(const operation& one, const picture& source, peer& other, unsigned threads,
                     const patience& limits) {
     measurement result;
@@ -55,8 +48,9 @@ measurement measure(const operation& one, const picture& source, peer& other, un
         enter({{}, [&] { pass->into_kept_array(); }}, result.moved);
         if (!one.least.in_place) enter({{}, [&] { pass->into_new_array(); }}, result.moved_to_new);
     }
-    if (source.width <= small_image)
-        enter({{}, [&] { start_and_join(result.threads_started, threads); }}, result.thread_start);
+    if (source.width <= small_image && result.threads_started > 0)
+        // Prepared as ours is: the caches hold no more of the system's own code and data then.
+        enter({prepare, [&] { start_and_join(result.threads_started, threads); }, false}, result.thread_start);
 
     const std::vector<seconds> medians = time_in_turn(contenders, limits);
     for (std::size_t n = 0; n < times.size(); ++n) *times[n] = medians[n];

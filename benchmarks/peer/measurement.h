@@ -7,6 +7,9 @@
 
 namespace zarn_bench {
 
+constexpr unsigned small_image = 256;    // sides up to which the start of threads is timed beside
+constexpr unsigned beyond_caches = 4096; // sides from which the moving of bytes alone is timed beside
+
 // Times are those of one call; 0 where there is none.
 struct measurement {
     const operation* what = nullptr;
@@ -17,11 +20,11 @@ struct measurement {
     seconds peer_plain{};
     seconds peer_alpha{};
 
-    // The least bytes moved, into an array that is kept and into a new one: for images beyond the caches only.
+    // The least bytes moved, into an array that is kept and into a new one.
     seconds moved{};
     seconds moved_to_new{};
 
-    // The threads of our side started and joined, doing nothing: for small images only.
+    // The threads of our side started and joined, doing nothing.
     seconds thread_start{};
     unsigned threads_started = 0;
 

@@ -29,7 +29,7 @@ void change(std::uint8_t* bytes, std::size_t size) {
     for (std::size_t n = 0; n < size; ++n) bytes[n] ^= 0x55;
 }
 
-void advise_large_pages(std::uint8_t* block, std::size_t size) {
+void advise_large_pages(const std::uint8_t* block, std::size_t size) {
     constexpr std::uintptr_t page = 2u << 20;
     const std::uintptr_t start = (reinterpret_cast<std::uintptr_t>(block) + page - 1) & ~(page - 1);
     const std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(block) + size) & ~(page - 1);

@@ -101,7 +101,7 @@ const std::vector<operation>& our_operations() {
          "Ours works in place and feeds back: each pixel sees its sharpened left and upper neighbours, so a row is one "
          "chain. It keeps alpha. The peer convolves, alpha too, into an array that is kept between calls."},
         {"gamma", [](image& i, const image&) { i.gamma(2.2f); }, true, in_place(4, 4), no_bar, 1.0,
-         "The peer applies a ready table in place; ours also makes it."},
+         "The peer applies a table that stands ready; ours makes its own in each call."},
     };
     return operations;
 }

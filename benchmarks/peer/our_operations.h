@@ -32,6 +32,7 @@ struct operation {
     bar floor;
     double tolerance;       // mean difference of colour to the peer's result, 0..255, above which the pairing is wrong
     std::string difference; // in meaning, to the peer
+    std::string bound = ""; // what keeps it from its bar, where it is known to miss it: said beside the miss
 };
 
 const std::vector<operation>& our_operations();

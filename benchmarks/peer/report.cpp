@@ -27,8 +27,9 @@ How it is measured:
   by OpenCV's own means: premultiply, operate, unpremultiply.
 - The ratio is OpenCV's time divided by ours: above 1 ours is faster. Bars are the least ratios that the project asks of
   itself, with 2 threads; `/ alpha` tells that a bar is against the alpha form.
+- Both cores are awake when a call begins, as in a program that runs one operation after the other.
 - Freed arrays of up to 32 MiB stay with the process and are used again, as in any process that has worked on images for
-  a while; larger ones are fetched from the system each time, on both sides.
+  a while; larger ones are fetched from the system each time, on both sides: ours in large pages, which it asks for.
 - Operations marked \* differ in meaning from OpenCV's: see the end of the page.
 - Times are nanoseconds per pixel of the source. *1 to 2* is how many times faster ours is with two threads than with
   one. *Peak memory* is the most that is allocated during the call, the image included, as a multiple of the image.
@@ -45,7 +46,7 @@ void write_run(std::ostream& out, const results& run) {
     table.add({"cores", std::to_string(std::thread::hardware_concurrency())});
     table.add({"compiler", compiler()});
     table.add({"OpenCV", peer::version()});
-    table.add({"other load", share(run.foreign_load, 1.0) + " of the cores, on average over the run"});
+    table.add({"other load", percent(run.foreign_load) + " of the cores, on average over the run"});
     table.add({"picture", percent(run.alpha.transparent) + " transparent, " + percent(run.alpha.partial) + " partial"});
     table.write(out, 2);
 }
@@ -138,7 +139,7 @@ void write_latency(std::ostream& out, const results& run) {
                           "part of ours", "OpenCV, µs", "OpenCV alpha form, µs"});
     const auto microseconds = [](seconds time) { return time.count() > 0 ? digits(time.count() * 1e6) : ""; };
     for (const measurement& one : run.measurements) {
-        if (one.thread_start.count() <= 0) continue;
+        if (one.side > small_image) continue;
         table.add({one.what->name, size_name(one.side), std::to_string(one.threads), microseconds(one.ours),
                    std::to_string(one.threads_started), microseconds(one.thread_start),
                    share(one.thread_start.count(), one.ours.count()), microseconds(one.peer_plain),
@@ -198,7 +199,8 @@ void write_verdict(std::ostream& out, const results& run) {
     if (missed.empty()) return;
     for (const measurement* one : missed)
         write_item(out, one->what->name + " at " + size_name(one->side) + ": " +
-                            digits(one->ratio(one->what->floor.against)) + " of " + floor_text(*one));
+                            digits(one->ratio(one->what->floor.against)) + " of " + floor_text(*one) +
+                            (one->what->bound.empty() ? "" : ". " + one->what->bound));
     out << '\n';
 }
 

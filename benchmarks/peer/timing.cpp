@@ -1,8 +1,10 @@
 #include "benchmarks/peer/timing.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstddef>
+#include <thread>
 
 namespace zarn_bench {
 
@@ -10,16 +12,35 @@ namespace {
 
 using stopwatch = std::chrono::steady_clock;
 
-// Idle threads of the contender before spin for a while before they sleep; they must not take a core from this one.
-// The wait is busy, so that the core stays awake.
-void let_threads_sleep() {
-    const stopwatch::time_point end = stopwatch::now() + std::chrono::microseconds(200);
-    while (stopwatch::now() < end) {}
-}
+// Keeps the second core busy as long as it lives, which is long enough for idle threads of the contender before to go
+// to sleep. Without it, a short run would meet a core that those threads still spin on, or one that is deep asleep, by
+// chance and by what its preparation takes.
+class awake_core {
+public:
+    awake_core()
+        : ___end(stopwatch::now() + std::chrono::microseconds(150))
+        , ___spinner([this] {
+            while (!___stop.load(std::memory_order_relaxed)) {}
+        }) {}
+    ~awake_core() {
+        while (stopwatch::now() < ___end) {}
+        ___stop.store(true, std::memory_order_relaxed);
+        ___spinner.join();
+    }
+    awake_core(const awake_core&) = delete;
+    awake_core& operator=(const awake_core&) = delete;
+
+private:
+    stopwatch::time_point ___end;
+    std::atomic<bool> ___stop{false};
+    std::thread ___spinner;
+};
 
 seconds time_runs(const contender& one, unsigned runs) {
-    let_threads_sleep();
-    if (one.prepare) one.prepare();
+    {
+        const awake_core second;
+        if (one.prepare) one.prepare();
+    }
     const stopwatch::time_point start = stopwatch::now();
     for (unsigned n = 0; n < runs; ++n) one.run();
     return seconds(stopwatch::now() - start) / runs;
