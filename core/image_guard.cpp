@@ -7,21 +7,21 @@
 namespace zarn {
 
 byte_source::byte_source(std::FILE* file) noexcept
-    : file_(file)
-    , view_(window_) {
-    if (!file_ || !file_size(file_, size_)) size_ = 0;
+    : ___file(file)
+    , ___view(___window) {
+    if (!___file || !file_size(___file, ___size)) ___size = 0;
 }
 
 byte_source::byte_source(const void* data, std::uint64_t size) noexcept
-    : size_(data ? size : 0)
-    , view_(static_cast<const std::uint8_t*>(data))
-    , view_size_(size_) {}
+    : ___size(data ? size : 0)
+    , ___view(static_cast<const std::uint8_t*>(data))
+    , ___view_size(___size) {}
 
 std::uint8_t byte_source::u8_elsewhere(std::uint64_t offset) noexcept {
-    if (offset >= size_ || !file_) return 0;
-    view_start_ = offset / sizeof(window_) * sizeof(window_);
-    view_size_ = seek_file(file_, view_start_) ? std::fread(window_, 1, sizeof(window_), file_) : 0;
-    return offset - view_start_ < view_size_ ? window_[offset - view_start_] : std::uint8_t(0);
+    if (offset >= ___size || !___file) return 0;
+    ___view_start = offset / sizeof(___window) * sizeof(___window);
+    ___view_size = seek_file(___file, ___view_start) ? std::fread(___window, 1, sizeof(___window), ___file) : 0;
+    return offset - ___view_start < ___view_size ? ___window[offset - ___view_start] : std::uint8_t(0);
 }
 
 std::uint16_t byte_source::le16(std::uint64_t offset) noexcept {

@@ -1,5 +1,7 @@
 // Looks at the bytes of an image file before an import library decodes them: both libraries crash, hang or allocate
-// without bound on some damaged files. A sound file of any format passes; a file that passes is decoded within memory.
+// without bound on some damaged files. A file that passes is decoded within memory; a sound file passes unless its
+// format is refused as a whole. Not checked are the indices of palette images, which would need decoding: compare them
+// with the palette after a load, before a conversion.
 #pragma once
 
 #include <cstddef>
@@ -16,14 +18,14 @@ public:
     byte_source(const byte_source&) = delete;
     byte_source& operator=(const byte_source&) = delete;
 
-    std::uint64_t size() const noexcept { return size_; }
+    std::uint64_t size() const noexcept { return ___size; }
     // True when all of [offset, offset + count) is there.
     bool holds(std::uint64_t offset, std::uint64_t count) const noexcept {
-        return offset <= size_ && count <= size_ - offset;
+        return offset <= ___size && count <= ___size - offset;
     }
     // Numbers at an offset, of the named byte order; bytes past the end count as 0.
     std::uint8_t u8(std::uint64_t offset) noexcept {
-        return offset - view_start_ < view_size_ ? view_[offset - view_start_] : u8_elsewhere(offset);
+        return offset - ___view_start < ___view_size ? ___view[offset - ___view_start] : u8_elsewhere(offset);
     }
     std::uint16_t le16(std::uint64_t offset) noexcept;
     std::uint16_t be16(std::uint64_t offset) noexcept;
@@ -51,12 +53,12 @@ public:
 private:
     std::uint8_t u8_elsewhere(std::uint64_t offset) noexcept;
 
-    std::FILE* file_ = nullptr;
-    std::uint64_t size_ = 0;
-    const std::uint8_t* view_; // the block of memory, or the part of the file that `window_` holds
-    std::uint64_t view_start_ = 0;
-    std::uint64_t view_size_ = 0;
-    std::uint8_t window_[4096];
+    std::FILE* ___file = nullptr;
+    std::uint64_t ___size = 0;
+    const std::uint8_t* ___view; // the block of memory, or the part of the file that `___window` holds
+    std::uint64_t ___view_start = 0;
+    std::uint64_t ___view_size = 0;
+    std::uint8_t ___window[4096];
 };
 
 // The library about to decode. FreeImage is handed PSD, HDR, EXR and TIFF by the path's ending.
@@ -64,7 +66,7 @@ enum class image_decoder : std::uint8_t { devil, freeimage };
 
 enum class guard_verdict : std::uint8_t {
     accepted,
-    refused_type, // a format whose decoder fails on sound files too
+    refused_type, // a format whose decoder fails on sound files too, or trusts all numbers of an intricate file
     damaged,
 };
 

@@ -45,7 +45,7 @@ bool is_sound_dib_icon(byte_source& bytes, std::uint64_t offset, std::uint64_t& 
     if (bits == 8 || (bits < 8 && entries == 0)) entries = 1u << bits;
     if (bits > 8) entries = 0;
     if (entries > 256) return false;
-    const std::uint64_t pixels = offset + 40 + 4u * entries;
+    const std::uint64_t pixels = offset + 40 + 4ULL * entries;
     const std::uint64_t size = rows_size(width, height, bits) + rows_size(width, height, 1);
     total += size;
     return bytes.holds(pixels, size) && (bits > 8 || has_indices_below(bytes, pixels, width, height, bits, entries));
@@ -56,8 +56,10 @@ bool is_sound_png_icon(byte_source& bytes, std::uint64_t offset, std::uint64_t& 
     const std::uint64_t width = bytes.be32(offset + 16);
     const std::uint64_t height = bytes.be32(offset + 20);
     if (width > 65535 || height > 65535 || bytes.u8(offset + 24) > 8 || bytes.u8(offset + 25) == 2) return false;
-    total += width * height / packed_ratio;
-    return is_sound_png_at(bytes, offset);
+    std::uint64_t size = 0;
+    const bool sound = is_sound_png_at(bytes, offset, size);
+    total += size;
+    return sound;
 }
 
 } // namespace
@@ -95,12 +97,12 @@ bool is_sound_bmp(byte_source& bytes) noexcept {
 bool is_sound_icon(byte_source& bytes) noexcept {
     const std::uint32_t count = bytes.le16(4);
     std::uint64_t total = 0; // icons do not share pixels
-    if (count < 1 || count > 0x7fff || !bytes.holds(6, 16u * count)) return false;
+    if (count < 1 || count > 0x7fff || !bytes.holds(6, 16ULL * count)) return false;
     for (std::uint32_t i = 0; i < count; ++i) {
-        const std::uint64_t offset = bytes.le32(6 + 16u * i + 12);
+        const std::uint64_t offset = bytes.le32(6 + 16ULL * i + 12);
         const bool png = bytes.starts_with(offset, "\x89PNG");
         if (!(png ? is_sound_png_icon(bytes, offset, total) : is_sound_dib_icon(bytes, offset, total))) return false;
-        if (total > bytes.size() + packed_allowance / packed_ratio) return false;
+        if (total > bytes.size()) return false;
     }
     return true;
 }

@@ -35,8 +35,10 @@ bool is_tiff_header(byte_source& bytes) noexcept;
 // Files and parts inside another file.
 bool has_sound_psd_resources(byte_source& bytes, std::uint64_t offset, std::uint64_t end) noexcept;
 bool is_sound_exif(byte_source& bytes, std::uint64_t offset, std::uint64_t size) noexcept;
-bool is_sound_thumbnail_jpeg(byte_source& bytes, std::uint64_t offset) noexcept; // small, without notes of its own
-bool is_sound_png_at(byte_source& bytes, std::uint64_t offset) noexcept;
+// Small, whole, without notes of its own.
+bool is_sound_thumbnail_jpeg(byte_source& bytes, std::uint64_t offset, std::uint64_t size) noexcept;
+// `size` becomes that of the whole PNG file.
+bool is_sound_png_at(byte_source& bytes, std::uint64_t offset, std::uint64_t& size) noexcept;
 
 bool is_sound_bmp(byte_source& bytes) noexcept;
 bool is_sound_dds(byte_source& bytes) noexcept;

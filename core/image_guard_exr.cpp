@@ -136,7 +136,7 @@ bool is_sound_part(const exr_part& part, std::uint64_t file_size) noexcept {
 // The entries of the table of offsets: of a tiled picture at least those of the full size.
 std::uint64_t chunks_of(const exr_part& part, bool tiled) noexcept {
     constexpr std::uint32_t rows[10] = {1, 1, 1, 16, 32, 16, 32, 32, 32, 256}; // of a chunk, by coding
-    if (part.chunks != 0) return part.chunks;
+    if (part.chunks != 0 || part.coding > 9) return part.chunks;
     if (!tiled) return (part.height + rows[part.coding] - 1) / rows[part.coding];
     return (part.width + part.tile_width - 1) / part.tile_width *
            ((part.height + part.tile_height - 1) / part.tile_height);

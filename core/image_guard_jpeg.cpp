@@ -11,11 +11,14 @@ bool is_frame_header(std::uint32_t marker) noexcept {
     return marker >= 0xc0 && marker <= 0xcf && marker != 0xc4 && marker != 0xc8 && marker != 0xcc;
 }
 
-bool is_sound(byte_source& bytes, std::uint64_t offset, bool thumbnail) noexcept {
+enum class jpeg_place : std::uint8_t { file, thumbnail };
+
+bool is_sound(byte_source& bytes, std::uint64_t offset, std::uint64_t end, jpeg_place place) noexcept {
+    const bool thumbnail = place == jpeg_place::thumbnail;
     if (!bytes.starts_with(offset, "\xff\xd8")) return false;
     bool framed = false;
     std::uint32_t scans = 0;
-    for (offset += 2; bytes.holds(offset, 2);) {
+    for (offset += 2; offset + 2 <= end;) {
         const std::uint32_t marker = bytes.u8(offset + 1);
         // Coded data and filling bytes lie between the markers; 0xff 0x00 and the restart marks belong to the data.
         if (bytes.u8(offset) != 0xff || marker == 0xff || marker == 0) {
@@ -23,7 +26,7 @@ bool is_sound(byte_source& bytes, std::uint64_t offset, bool thumbnail) noexcept
         } else if ((marker >= 0xd0 && marker <= 0xd8) || marker == 1) {
             offset += 2;
         } else if (marker == 0xd9) {
-            break;
+            return scans > 0;
         } else {
             if (is_frame_header(marker)) {
                 const std::uint64_t height = bytes.be16(offset + 5);
@@ -34,18 +37,18 @@ bool is_sound(byte_source& bytes, std::uint64_t offset, bool thumbnail) noexcept
             }
             if (marker == 0xe1 && thumbnail) return false;
             if (marker == 0xda && (!framed || ++scans > most_scans)) return false;
-            offset += 2ull + bytes.be16(offset + 2);
+            offset += 2ULL + bytes.be16(offset + 2);
         }
     }
-    return scans > 0;
+    return scans > 0 && !thumbnail; // a file may end early, the decoder fills up the rest
 }
 
 } // namespace
 
-bool is_sound_jpeg(byte_source& bytes) noexcept { return is_sound(bytes, 0, false); }
+bool is_sound_jpeg(byte_source& bytes) noexcept { return is_sound(bytes, 0, bytes.size(), jpeg_place::file); }
 
-bool is_sound_thumbnail_jpeg(byte_source& bytes, std::uint64_t offset) noexcept {
-    return is_sound(bytes, offset, true);
+bool is_sound_thumbnail_jpeg(byte_source& bytes, std::uint64_t offset, std::uint64_t size) noexcept {
+    return bytes.holds(offset, size) && is_sound(bytes, offset, offset + size, jpeg_place::thumbnail);
 }
 
 } // namespace zarn

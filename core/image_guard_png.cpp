@@ -19,7 +19,7 @@ bool walk_chunks(byte_source& bytes, std::uint64_t offset, const char (&end_type
 
 } // namespace
 
-bool is_sound_png_at(byte_source& bytes, std::uint64_t offset) noexcept {
+bool is_sound_png_at(byte_source& bytes, std::uint64_t offset, std::uint64_t& size) noexcept {
     const std::uint64_t width = bytes.be32(offset + 16);
     const std::uint64_t height = bytes.be32(offset + 20);
     if (!bytes.starts_with(offset, "\x89PNG\r\n\x1a\n") || !bytes.starts_with(offset + 12, "IHDR")) return false;
@@ -27,13 +27,17 @@ bool is_sound_png_at(byte_source& bytes, std::uint64_t offset) noexcept {
     if (!is_countable(width, height, bytes.u8(offset + 24) == 16 ? 8 : 4)) return false;
     std::uint64_t data = 0;
     const bool whole = walk_chunks(bytes, offset + 8, "IEND", [&](std::uint64_t type, std::uint32_t length) noexcept {
+        size = type + 8 + length - offset;
         if (bytes.starts_with(type, "IDAT")) data += length;
         return true;
     });
     return whole && data > 0 && is_plausible_packed(width * height * bytes.u8(offset + 24) / 8, data);
 }
 
-bool is_sound_png(byte_source& bytes) noexcept { return is_sound_png_at(bytes, 0); }
+bool is_sound_png(byte_source& bytes) noexcept {
+    std::uint64_t size = 0;
+    return is_sound_png_at(bytes, 0, size);
+}
 
 namespace {
 
@@ -41,35 +45,35 @@ namespace {
 class mng_checker {
 public:
     explicit mng_checker(byte_source& bytes) noexcept
-        : bytes_(bytes) {}
+        : ___bytes(bytes) {}
 
     bool visit(std::uint64_t type, std::uint32_t length) noexcept {
         constexpr std::uint32_t most_repeats = 1000;
         const std::uint64_t data = type + 4;
         const bool picture = is(type, "IHDR") || is(type, "JHDR");
         if (picture || is(type, "MHDR") || is(type, "BASI")) {
-            const std::uint64_t width = bytes_.be32(data);
-            const std::uint64_t height = bytes_.be32(data + 4);
+            const std::uint64_t width = ___bytes.be32(data);
+            const std::uint64_t height = ___bytes.be32(data + 4);
             if (!is_countable(width, height, 8)) return false;
-            total_ += width * height * 4;
+            ___total += width * height * 4;
         }
-        if (is(type, "FRAM") || is(type, "DEFI") || is(type, "CLON")) special_ = true;
-        if (is(type, "TERM") && length >= 10 && bytes_.be32(data + 6) > most_repeats) endless_ = true;
-        if (is(type, "LOOP") && bytes_.be32(data + 1) > most_repeats) endless_ = empty_ = true;
-        if (picture) empty_ = false;
-        return !(endless_ && special_) && !(is(type, "ENDL") && empty_);
+        if (is(type, "FRAM") || is(type, "DEFI") || is(type, "CLON")) ___special = true;
+        if (is(type, "TERM") && length >= 10 && ___bytes.be32(data + 6) > most_repeats) ___endless = true;
+        if (is(type, "LOOP") && ___bytes.be32(data + 1) > most_repeats) ___endless = ___empty = true;
+        if (picture) ___empty = false;
+        return !(___endless && ___special) && !(is(type, "ENDL") && ___empty);
     }
 
-    bool is_plausible() const noexcept { return is_plausible_packed(total_, bytes_.size()); }
+    bool is_plausible() const noexcept { return is_plausible_packed(___total, ___bytes.size()); }
 
 private:
-    bool is(std::uint64_t type, const char (&name)[5]) noexcept { return bytes_.starts_with(type, name); }
+    bool is(std::uint64_t type, const char (&name)[5]) noexcept { return ___bytes.starts_with(type, name); }
 
-    byte_source& bytes_;
-    std::uint64_t total_ = 0;
-    bool endless_ = false;
-    bool special_ = false; // a delay of its own, or pictures that are not shown
-    bool empty_ = false;   // an endless loop without a picture
+    byte_source& ___bytes;
+    std::uint64_t ___total = 0;
+    bool ___endless = false;
+    bool ___special = false; // a delay of its own, or pictures that are not shown
+    bool ___empty = false;   // an endless loop without a picture
 };
 
 } // namespace

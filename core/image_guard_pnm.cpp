@@ -85,7 +85,7 @@ bool is_sound_pnm(byte_source& bytes) noexcept {
     case 3:
         return has_exact_numbers(bytes, offset, width * height * 3);
     case 4:
-        return bytes.holds(offset, (width + 7) / 8 * height);
+        return (width + 7) / 8 * height <= bytes.size(); // pixels that look like spaces are skipped, not missed
     case 5:
         return bytes.holds(offset, width * height);
     default:

@@ -16,12 +16,10 @@ std::uint32_t fixed_size_of(std::uint32_t id) noexcept {
         return 16;
     case 0x03ef:
         return 14;
-    case 0x040a:
-        return 2;
     case 0x040d:
         return 4;
+    case 0x040a:
     case 0x0416:
-        return 2;
     case 0x0417:
         return 2;
     default:
@@ -31,7 +29,7 @@ std::uint32_t fixed_size_of(std::uint32_t id) noexcept {
 
 // Only thumbnails in JPEG: a raw one may claim any sides.
 bool is_sound_thumbnail(byte_source& bytes, std::uint64_t offset, std::uint64_t size) noexcept {
-    return size >= 28 && bytes.be32(offset) == 1 && is_sound_thumbnail_jpeg(bytes, offset + 28);
+    return size >= 28 && bytes.be32(offset) == 1 && is_sound_thumbnail_jpeg(bytes, offset + 28, size - 28);
 }
 
 bool is_sound_resource(byte_source& bytes, std::uint32_t id, std::uint64_t offset, std::uint64_t size) noexcept {

@@ -82,19 +82,25 @@ std::uint64_t fits_number(byte_source& bytes, std::uint64_t line) noexcept {
 
 } // namespace
 
+// What the header does not say, the decoder takes from where it finds it.
 bool is_sound_fits(byte_source& bytes) noexcept {
-    std::uint64_t sides[3] = {1, 1, 1};
+    std::uint64_t sides[3] = {0, 0, 0};
+    std::uint64_t axes = 0;
     std::uint64_t bits = 0;
     std::uint64_t line = 0;
     for (; !bytes.starts_with(line, "END "); line += 80) {
         if (!bytes.holds(line, 80)) return false;
         if (bytes.starts_with(line, "BITPIX  ")) bits = fits_number(bytes, line);
-        for (std::uint32_t i = 0; i < 3; ++i)
-            if (bytes.starts_with(line, "NAXIS") && bytes.u8(line + 5) == '1' + i) sides[i] = fits_number(bytes, line);
+        if (bytes.starts_with(line, "NAXIS   ")) axes = fits_number(bytes, line);
+        for (std::uint32_t i = 0; i < 3; ++i) {
+            const bool named = bytes.starts_with(line, "NAXIS") && bytes.u8(line + 5) == '1' + i;
+            if (named) sides[i] = fits_number(bytes, line);
+        }
     }
     const std::uint64_t data = (line + 80 + fits_block - 1) / fits_block * fits_block;
-    if (bits > 64 || sides[2] > 0xffff || !is_countable(sides[0], sides[1], 8)) return false;
-    if (!is_countable(sides[0] * sides[1], sides[2], 8)) return false;
+    if (axes < 1 || axes > 3 || bits < 8 || bits > 64) return false;
+    for (std::uint64_t i = axes; i < 3; ++i) sides[i] = 1;
+    if (!is_countable(sides[0], sides[1], 8) || !is_countable(sides[0] * sides[1], sides[2], 8)) return false;
     return bytes.holds(data, sides[0] * sides[1] * sides[2] * bits / 8);
 }
 
@@ -113,7 +119,8 @@ bool is_sound_vtf(byte_source& bytes) noexcept {
     if (!bytes.starts_with(0, "VTF\0") || format > 25 || unit_bytes[format] == 0) return false;
     if (frames == 0 || levels == 0 || levels > 17 || depth > 4096) return false;
     if (!is_countable(width * depth, height, 16)) return false;
-    std::uint64_t size = bytes.le32(12) + (thumbnail > 17 ? thumbnail / 2 : 8);
+    std::uint64_t size = bytes.le32(12); // of all that is read
+    if (bytes.le16(61) != 0) size += thumbnail > 17 ? thumbnail / 2 : 8;
     for (std::uint32_t level = 0; level < levels; ++level) {
         const std::uint64_t w = std::max<std::uint64_t>(width >> level, 1);
         const std::uint64_t h = std::max<std::uint64_t>(height >> level, 1);

@@ -48,7 +48,8 @@ bool is_sound_sgi(byte_source& bytes) noexcept {
     if (bytes.u8(3) != 1 || !is_countable(width, height, 4)) return false;
     if (!packed) return bytes.holds(512, width * height * channels);
     const std::uint64_t rows = height * (channels == 2 ? 1 : channels); // the decoder takes the first of two channels
-    if (!bytes.holds(512, rows * 8)) return false;
+    // Rows may share their bytes.
+    if (!bytes.holds(512, rows * 8) || !is_plausible_packed(rows * width, bytes.size())) return false;
     for (std::uint64_t row = 0; row < rows; ++row) {
         const std::uint64_t entry = 512 + row * 4;
         if (!is_sound_sgi_row(bytes, bytes.be32(entry), bytes.be32(entry + rows * 4), width)) return false;

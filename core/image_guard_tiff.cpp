@@ -37,77 +37,97 @@ bool is_dense(std::uint64_t coding) noexcept {
 class tiff_checker {
 public:
     tiff_checker(byte_source& bytes, image_decoder decoder, bool big_endian, bool large) noexcept
-        : bytes_(bytes)
-        , decoder_(decoder)
-        , big_endian_(big_endian)
-        , large_(large) {}
+        : ___bytes(bytes)
+        , ___decoder(decoder)
+        , ___big_endian(big_endian)
+        , ___large(large) {}
 
     bool check_all() noexcept {
-        std::uint64_t directory = large_ ? u64(8) : u32(4);
+        std::uint64_t directory = ___large ? u64(8) : u32(4);
         if (directory == 0) return false;
         for (std::uint32_t page = 0; directory != 0; ++page) {
             if (page > most_pages || !check_directory(directory, 0)) return false;
             const std::uint64_t next = entries_start(directory) + entry_count(directory) * entry_size();
-            directory = bytes_.holds(next, large_ ? 8 : 4) ? offset_at(next) : 0;
+            directory = ___bytes.holds(next, ___large ? 8 : 4) ? offset_at(next) : 0;
         }
         return true;
     }
 
 private:
     // Numbers in the file's byte order; the large form of the format has offsets and counts of 64 bits.
-    std::uint64_t u16(std::uint64_t at) noexcept { return big_endian_ ? bytes_.be16(at) : bytes_.le16(at); }
-    std::uint64_t u32(std::uint64_t at) noexcept { return big_endian_ ? bytes_.be32(at) : bytes_.le32(at); }
+    std::uint64_t u16(std::uint64_t at) noexcept { return ___big_endian ? ___bytes.be16(at) : ___bytes.le16(at); }
+    std::uint64_t u32(std::uint64_t at) noexcept { return ___big_endian ? ___bytes.be32(at) : ___bytes.le32(at); }
     std::uint64_t u64(std::uint64_t at) noexcept {
-        return big_endian_ ? u32(at) << 32 | u32(at + 4) : u32(at + 4) << 32 | u32(at);
+        return ___big_endian ? u32(at) << 32 | u32(at + 4) : u32(at + 4) << 32 | u32(at);
     }
-    std::uint64_t offset_at(std::uint64_t at) noexcept { return large_ ? u64(at) : u32(at); }
-    std::uint64_t entry_size() const noexcept { return large_ ? 20 : 12; }
-    std::uint64_t entries_start(std::uint64_t directory) const noexcept { return directory + (large_ ? 8 : 2); }
-    std::uint64_t entry_count(std::uint64_t directory) noexcept { return large_ ? u64(directory) : u16(directory); }
+    std::uint64_t offset_at(std::uint64_t at) noexcept { return ___large ? u64(at) : u32(at); }
+    std::uint64_t entry_size() const noexcept { return ___large ? 20 : 12; }
+    std::uint64_t entries_start(std::uint64_t directory) const noexcept { return directory + (___large ? 8 : 2); }
+    std::uint64_t entry_count(std::uint64_t directory) noexcept { return ___large ? u64(directory) : u16(directory); }
 
-    // One value of a directory's entry; data_ is where its values lie.
+    // One value of a directory's entry; ___data is where its values lie.
     std::uint64_t value(std::uint64_t index) noexcept {
-        const std::uint64_t at = data_ + index * value_size_;
-        return value_size_ == 1 ? bytes_.u8(at) : value_size_ == 2 ? u16(at) : value_size_ == 4 ? u32(at) : u64(at);
+        const std::uint64_t at = ___data + index * ___value_size;
+        return ___value_size == 1   ? ___bytes.u8(at)
+               : ___value_size == 2 ? u16(at)
+               : ___value_size == 4 ? u32(at)
+                                    : u64(at);
     }
 
-    // Sets data_, value_size_ and value_count_; false when the values lie outside of the file.
+    // Sets ___data, ___value_size and ___value_count; false when the values lie outside of the file.
     bool find_values(std::uint64_t entry) noexcept {
         constexpr std::uint8_t sizes[19] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4, 0, 0, 8, 8, 8};
         const std::uint64_t type = u16(entry + 2);
-        const std::uint64_t room = large_ ? 8 : 4;
-        value_size_ = type < 19 ? sizes[type] : 0;
-        value_count_ = offset_at(entry + 4);
-        data_ = entry + (large_ ? 12 : 8);
-        if (value_size_ == 0 || value_count_ <= room / value_size_) return true; // of an unknown type nothing is read
-        data_ = offset_at(data_);
-        return value_count_ <= bytes_.size() / value_size_ && bytes_.holds(data_, value_count_ * value_size_);
+        const std::uint64_t room = ___large ? 8 : 4;
+        ___value_size = type < 19 ? sizes[type] : 0;
+        ___value_count = offset_at(entry + 4);
+        ___data = entry + (___large ? 12 : 8);
+        if (___value_size == 0 || ___value_count <= room / ___value_size)
+            return true; // of an unknown type nothing is read
+        ___data = offset_at(___data);
+        return ___value_count <= ___bytes.size() / ___value_size &&
+               ___bytes.holds(___data, ___value_count * ___value_size);
     }
 
     bool has_sound_offsets() noexcept {
-        for (std::uint64_t i = 0; i < value_count_ && value_size_ != 0; ++i)
-            if (value(i) > bytes_.size()) return false;
+        if (!is_within_file(___value_count, ___value_size)) return false;
+        for (std::uint64_t i = 0; i < ___value_count && ___value_size != 0; ++i)
+            if (value(i) > ___bytes.size()) return false;
         return true;
     }
 
     // The captions of press agencies. FreeImage takes them for four times as long as they are: they must end by
     // themselves, and in the other byte order it writes all over that length.
     bool has_sound_captions() noexcept {
-        const std::uint64_t end = data_ + value_count_ * value_size_;
-        std::uint64_t at = data_;
-        while (at + 1 < end && bytes_.be16(at) != 0x1c02) ++at;
+        const std::uint64_t end = ___data + ___value_count * ___value_size;
+        if (___big_endian || !is_within_file(___value_count, ___value_size)) return false;
+        std::uint64_t at = ___data;
+        while (at + 1 < end && ___bytes.be16(at) != 0x1c02) ++at;
         if (at + 1 >= end) return false;
-        while (at < end && bytes_.u8(at) == 0x1c) {
+        while (at < end && ___bytes.u8(at) == 0x1c) {
             if (at + 5 > end) return false;
-            at += 5 + bytes_.be16(at + 3);
+            at += 5 + ___bytes.be16(at + 3);
         }
         return at <= end;
     }
 
+    bool has_sound_resources() noexcept {
+        return is_within_file(___value_count, ___value_size) &&
+               has_sound_psd_resources(___bytes, ___data, ___data + ___value_count * ___value_size);
+    }
+
+    // Counts what is looked at: directories and lists do not overlap, so that more than the file holds means a circle.
+    bool is_within_file(std::uint64_t count, std::uint64_t size) noexcept {
+        ___looked_at += count * size;
+        return ___looked_at <= ___bytes.size() * 2;
+    }
+
     bool check_directory(std::uint64_t directory, std::uint32_t depth) noexcept {
-        if (depth > deepest_directory || !bytes_.holds(directory, large_ ? 8 : 2)) return false;
+        if (depth > deepest_directory || !___bytes.holds(directory, ___large ? 8 : 2)) return false;
         const std::uint64_t count = entry_count(directory);
-        if (count > 0xffff || !bytes_.holds(entries_start(directory), count * entry_size())) return false;
+        if (count > 0xffff || !___bytes.holds(entries_start(directory), count * entry_size())) return false;
+        if (!is_within_file(count, entry_size())) return false;
+        const bool freeimage = ___decoder == image_decoder::freeimage;
         std::uint64_t width = 0;
         std::uint64_t height = 0;
         std::uint64_t bits = 1;
@@ -119,7 +139,7 @@ private:
         for (std::uint64_t i = 0; i < count; ++i) {
             const std::uint64_t entry = entries_start(directory) + i * entry_size();
             if (!find_values(entry)) return false;
-            const std::uint64_t first = value_count_ > 0 && value_size_ > 0 ? value(0) : 0;
+            const std::uint64_t first = ___value_count > 0 && ___value_size > 0 ? value(0) : 0;
             switch (u16(entry)) {
             case tag_width:
                 width = first;
@@ -143,13 +163,13 @@ private:
                 has_exif = true;
                 break;
             case tag_profile:
-                profile_size = value_count_;
+                profile_size = ___value_count;
                 break;
             case tag_iptc:
-                if (decoder_ == image_decoder::freeimage && (big_endian_ || !has_sound_captions())) return false;
+                if (freeimage && !has_sound_captions()) return false;
                 break;
             case tag_resources:
-                if (!has_sound_psd_resources(bytes_, data_, data_ + value_count_ * value_size_)) return false;
+                if (freeimage && !has_sound_resources()) return false;
                 break;
             case tag_strip_offsets:
             case tag_tile_offsets:
@@ -165,20 +185,22 @@ private:
         }
         // FreeImage copies the colour profile after it has been freed for the camera's notes. The memory of a small one
         // stays.
-        if (decoder_ == image_decoder::freeimage && has_exif && profile_size > largest_freed_profile) return false;
+        if (freeimage && has_exif && profile_size > largest_freed_profile) return false;
         if (bits > 128 || samples > 64 || !is_countable(width, height, (bits * samples + 7) / 8)) return false;
-        total_ += (width * bits * samples + 7) / 8 * height / (is_dense(coding) ? 16 : 1);
-        return is_plausible_packed(total_, bytes_.size()) && (inner == 0 || check_directory(inner, depth + 1));
+        ___total += (width * bits * samples + 7) / 8 * height / (is_dense(coding) ? 16 : 1);
+        return is_plausible_packed(___total, ___bytes.size()) &&
+               (inner == 0 || !freeimage || check_directory(inner, depth + 1));
     }
 
-    byte_source& bytes_;
-    const image_decoder decoder_;
-    const bool big_endian_;
-    const bool large_;
-    std::uint64_t total_ = 0; // the bytes of all pages
-    std::uint64_t data_ = 0;
-    std::uint64_t value_size_ = 0;
-    std::uint64_t value_count_ = 0;
+    byte_source& ___bytes;
+    const image_decoder ___decoder;
+    const bool ___big_endian;
+    const bool ___large;
+    std::uint64_t ___total = 0; // the bytes of all pages
+    std::uint64_t ___looked_at = 0;
+    std::uint64_t ___data = 0;
+    std::uint64_t ___value_size = 0;
+    std::uint64_t ___value_count = 0;
 };
 
 } // namespace

@@ -1,6 +1,9 @@
 // The byte guard: sound files of every format pass, the damage that is known to break a decoder does not.
 
+#include <cctype>
 #include <cstdio>
+#include <cstring>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
@@ -95,6 +98,50 @@ TEST(image_guard, finds_the_format_as_the_decoder_does) {
     EXPECT_EQ(judge(xpm), guard_verdict::refused_type);
     EXPECT_EQ(judge(xpm, L"a.XPM"), guard_verdict::refused_type);
     EXPECT_EQ(judge(xpm, L"a.png"), guard_verdict::damaged);
+}
+
+// Formats that no fixture stands for: the smallest sound file of each, which nothing can be cut from.
+TEST(image_guard, measures_rare_formats) {
+    struct part {
+        std::size_t offset;
+        std::vector<unsigned int> values;
+    };
+    struct rare {
+        const wchar_t* path;
+        std::size_t size;
+        std::vector<part> parts;
+    };
+    const rare files[] = {
+        {L"a.ftx", 12 + 2 * 3 * 4, {{0, {2, 0, 0, 0, 3}}}},
+        {L"a.lif", 44 + 2 * 3 + 1024, {{16, {2, 0, 0, 0, 3}}}},
+        {L"a.pxr", 1024 + 2 * 3 * 3, {{416, {3, 0, 2}}, {424, {14}}}},
+        {L"a.pix", 10 + 2 * 4, {{1, {2, 0, 3}}, {9, {24, 5}}, {14, {1}}}},
+        {L"a.wal", 100 + 64 + 16 + 4 + 1, {{32, {8, 0,   0, 0, 8, 0,   0, 0, 100, 0,  0,
+                                                 0, 164, 0, 0, 0, 180, 0, 0, 0,   184}}}},
+        {L"a.dpx",
+         2048 + 2 * 3 * 3,
+         {{0, {'S', 'D', 'P', 'X'}}, {775, {2, 0, 0, 0, 3}}, {800, {50}}, {803, {8}}, {810, {8}}}},
+        {L"a.vtf",
+         64 + 2 * 2 * 4,
+         {{0, {'V', 'T', 'F'}}, {12, {64, 0, 0, 0, 2, 0, 2}}, {24, {1}}, {52, {12}}, {56, {1}}}},
+    };
+    for (const rare& file : files) {
+        bytes_t bytes(file.size);
+        for (const part& p : file.parts)
+            for (std::size_t i = 0; i < p.values.size(); ++i)
+                bytes[p.offset + i] = static_cast<std::uint8_t>(p.values[i]);
+        EXPECT_EQ(judge(bytes, file.path), guard_verdict::accepted) << std::filesystem::path(file.path);
+        bytes.pop_back();
+        EXPECT_EQ(judge(bytes, file.path), guard_verdict::damaged) << std::filesystem::path(file.path);
+    }
+    std::string fits;
+    for (const char* line : {"SIMPLE  = T", "BITPIX  =   16", "NAXIS   = 2", "NAXIS1  = 3", "NAXIS2  =    5", "END"})
+        fits += line + std::string(80 - std::strlen(line), ' ');
+    fits.resize(2880 + 3 * 5 * 2, ' ');
+    EXPECT_EQ(judge(text(fits), L"a.fits"), guard_verdict::accepted);
+    EXPECT_EQ(judge(text(fits.substr(1)), L"a.fits"), guard_verdict::damaged);
+    fits[3 * 80] = 'X'; // without NAXIS1
+    EXPECT_EQ(judge(text(fits), L"a.fits"), guard_verdict::damaged);
 }
 
 // A file is read through a window; what a block of memory says is the reference.
