@@ -1,5 +1,6 @@
 #include "core/devil.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cwchar>
 
@@ -122,12 +123,22 @@ unsigned bytes_of(std::uint64_t type) noexcept {
     }
 }
 
+// The library's conversions read a palette wherever a pixel points.
+bool points_into_its_palette() noexcept {
+    if (integer(IL_IMAGE_FORMAT) != IL_COLOUR_INDEX) return true;
+    if (integer(IL_IMAGE_TYPE) != IL_UNSIGNED_BYTE) return false;
+    const std::uint64_t colours = integer(IL_PALETTE_NUM_COLS);
+    const ILubyte* const indices = ilGetData();
+    return colours > 255 || std::all_of(indices, indices + pixels(), [=](ILubyte index) { return index < colours; });
+}
+
 // Some decoders announce more than they hold (16 bits in SGI), and the library's conversions trust the announcement.
 bool holds_what_it_announces() noexcept {
     const std::uint64_t pixel_bytes = integer(IL_IMAGE_BYTES_PER_PIXEL);
     return pixel_bytes > 0 && ilGetData() &&
            pixel_bytes == std::uint64_t{samples_of(integer(IL_IMAGE_FORMAT))} * bytes_of(integer(IL_IMAGE_TYPE)) &&
-           (pixels() * pixel_bytes >= size_limit || integer(IL_IMAGE_SIZE_OF_DATA) >= pixels() * pixel_bytes);
+           (pixels() * pixel_bytes >= size_limit ||
+            (integer(IL_IMAGE_SIZE_OF_DATA) >= pixels() * pixel_bytes && points_into_its_palette()));
 }
 
 bool is_radiance_path(const wchar_t* path) noexcept {

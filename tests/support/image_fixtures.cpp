@@ -225,10 +225,4 @@ const image_fixture& image_fixture_named(const std::string& name) {
     give_up("no fixture " + name);
 }
 
-bool write_bytes(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes) {
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(reinterpret_cast<const char*>(bytes.data()), std::streamsize(bytes.size()));
-    return bool(file.flush());
-}
-
 } // namespace zarn_test

@@ -2,9 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <string>
 #include <vector>
+
+#include "tests/support/temporary_folder.h"
 
 namespace zarn_test {
 
@@ -55,8 +56,5 @@ const std::vector<image_fixture>& image_fixtures();
 
 // The fixture called `name`; ends the program when there is none.
 const image_fixture& image_fixture_named(const std::string& name);
-
-// Replaces the file at `path`. False when it cannot be written in full.
-bool write_bytes(const std::filesystem::path& path, const std::vector<std::uint8_t>& bytes);
 
 } // namespace zarn_test

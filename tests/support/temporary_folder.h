@@ -44,9 +44,11 @@ inline byte_vector read_bytes(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-inline void write_bytes(const std::filesystem::path& path, const byte_vector& bytes) {
+// Replaces a file. False when it cannot be written in full.
+inline bool write_bytes(const std::filesystem::path& path, const byte_vector& bytes) {
     std::ofstream file(path, std::ios::binary);
     file.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return static_cast<bool>(file.flush());
 }
 
 } // namespace zarn_test
