@@ -25,6 +25,7 @@ set(ZARN_CORE_SOURCES
     core/lz4_stream.cpp
     core/native_file.cpp
     core/points.cpp
+    core/psd_alpha.cpp
     core/thread_pool.cpp
 )
 

@@ -45,7 +45,10 @@ bool is_sound(byte_source& bytes, std::uint64_t offset, std::uint64_t end, jpeg_
 
 } // namespace
 
-bool is_sound_jpeg(byte_source& bytes) noexcept { return is_sound(bytes, 0, bytes.size(), jpeg_place::file); }
+// Contents of another kind are left to the decoder, which refuses them at once.
+bool is_sound_jpeg(byte_source& bytes) noexcept {
+    return !bytes.starts_with(0, "\xff\xd8") || is_sound(bytes, 0, bytes.size(), jpeg_place::file);
+}
 
 bool is_sound_thumbnail_jpeg(byte_source& bytes, std::uint64_t offset, std::uint64_t size) noexcept {
     return bytes.holds(offset, size) && is_sound(bytes, offset, offset + size, jpeg_place::thumbnail);

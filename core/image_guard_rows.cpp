@@ -3,6 +3,26 @@
 
 namespace zarn {
 
+namespace {
+
+// True when the run-length coded bytes from `offset` on decode to `size` bytes or more. Where they end early, the
+// decoder leaves the rest of the picture as the memory was.
+bool holds_pcx_rows(byte_source& bytes, std::uint64_t offset, std::uint64_t size) noexcept {
+    for (std::uint64_t done = 0; done < size;) {
+        if (!bytes.holds(offset, 1)) return false;
+        const std::uint32_t head = bytes.u8(offset++);
+        if (head < 0xc0) {
+            ++done;
+            continue;
+        }
+        if (!bytes.holds(offset++, 1)) return false;
+        done += head & 0x3f;
+    }
+    return true;
+}
+
+} // namespace
+
 bool is_sound_pcx(byte_source& bytes) noexcept {
     const std::uint64_t bits = bytes.u8(3);
     const std::uint64_t planes = bytes.u8(65);
@@ -12,7 +32,8 @@ bool is_sound_pcx(byte_source& bytes) noexcept {
     const std::uint64_t height = bytes.le16(10) - bytes.le16(6) + 1u;
     if (bits < 1 || bits > 8 || planes < 1 || planes > 4 || line * 8 < width * bits) return false;
     // Two bytes give at most 63.
-    return is_countable(width, height, 4) && line * planes * height <= bytes.size() * 32;
+    if (!is_countable(width, height, 4) || line * planes * height > bytes.size() * 32) return false;
+    return holds_pcx_rows(bytes, 128, line * planes * height);
 }
 
 namespace {

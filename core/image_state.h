@@ -12,11 +12,14 @@ namespace zarn {
 constexpr std::uint32_t origin_lower_left = 1537;
 constexpr std::uint32_t origin_upper_left = 1538;
 
-inline bool has_pixels(const image_state& image) noexcept { return image.pixels && image.width && image.height; }
-inline bool is_lower_left(const image_state& image) noexcept { return image.origin == origin_lower_left; }
 inline std::uint64_t pixel_count(const image_state& image) noexcept {
     return static_cast<std::uint64_t>(image.width) * image.height;
 }
+// False also where the size has outgrown the array (see resample with an unknown mode).
+inline bool has_pixels(const image_state& image) noexcept {
+    return image.pixels && image.width && image.height && pixel_count(image) <= image.capacity;
+}
+inline bool is_lower_left(const image_state& image) noexcept { return image.origin == origin_lower_left; }
 
 // Gives the image its workers; they stay away when memory is short.
 void make_workers(image_state& image) noexcept;
@@ -37,7 +40,7 @@ void take_image(image_state& image, image_state& source) noexcept;
 void* allocate_pixels(std::uint64_t count, std::uint64_t pixel_bytes) noexcept;
 void release_pixel_array(void* pixels) noexcept;
 
-// Puts an array in the place of the image's own, which is released.
+// Puts an array of width * height records in the place of the image's own, which is released.
 void install_pixels(image_state& image, void* pixels, std::uint32_t width, std::uint32_t height) noexcept;
 
 // Messages. Each appends one and returns 0, so that a failing operation can return it.

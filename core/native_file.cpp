@@ -68,15 +68,15 @@ unsigned int save_native(image_state& image, const wchar_t* path, const std::uin
     const std::uint32_t type = words[0] + (compress ? native_compressed : 0);
     bool written = write_words(file.get(), &type, 1) && write_words(file.get(), words + 1, word_count - 1);
     if (compress) {
-        written = written && zarn_compress_bytes_to_file_lz4(image.pixels, bytes, file.get());
+        if (!zarn_compress_bytes_to_file_lz4(image.pixels, bytes, file.get())) {
+            return fail(image, L"Compression Error: Failed to compress pixels to file.");
+        }
     } else if (bytes) {
         written = written && std::fwrite(image.pixels, 1, static_cast<std::size_t>(bytes), file.get()) == bytes;
     }
     // A full disk may show only when the last bytes leave the buffer.
     written = std::fclose(file.release()) == 0 && written;
-    if (written) return 1;
-    return fail(image, compress ? L"Compression Error: Failed to compress pixels to file."
-                                : L"Failed to write image to file.");
+    return written ? 1 : fail(image, L"Failed to write image to file.");
 }
 
 owned_file open_native(image_state& image, const wchar_t* path, std::uint32_t& type) noexcept {
@@ -110,6 +110,7 @@ unsigned int load_native_pixels(image_state& image, std::FILE* file, std::uint64
         return fail_allocation(image, image.names->pixel_member);
     }
 
+    image.capacity = count;
     const std::uint64_t bytes = count * pixel_bytes;
     if (!compressed) {
         if (std::fread(image.pixels, 1, static_cast<std::size_t>(bytes), file) != bytes)

@@ -4,11 +4,11 @@
 //     zarn_demo PICTURE OUTPUT_FOLDER
 
 #include <algorithm>
-#include <clocale>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <locale>
 #include <string>
 
 #include <zarn/zarn.h>
@@ -34,7 +34,8 @@ void step(zarn_image_8& image, const std::wstring& what, const std::function<uns
 } // namespace
 
 int main(int argument_count, char** arguments) {
-    std::setlocale(LC_ALL, "");
+    // Paths and messages are UTF-8, whatever the system's setting.
+    std::locale::global(std::locale("C.UTF-8"));
     if (argument_count != 3) {
         std::fprintf(stderr, "usage: zarn_demo PICTURE OUTPUT_FOLDER\n");
         return 2;
@@ -76,8 +77,8 @@ int main(int argument_count, char** arguments) {
     save_png(L"fast_gaussian_blur");
     step(image, L"back to the turned picture", [&] { return image.create(*turned); });
 
-    step(image, L"sharpen by 0.5", [&] {
-        image.sharpen(0.5f);
+    step(image, L"sharpen by 0.15", [&] {
+        image.sharpen(0.15f);
         return image.get_error_stack()->get_count() == 0 ? 1u : 0u;
     });
     save_png(L"sharpened");

@@ -15,10 +15,12 @@
 #include "core/native_file.h"
 #include "core/platform/files.h"
 #include "core/platform/native_path.h"
+#include "core/psd_alpha.h"
 #include "kernels/export_rows.h"
 #include "kernels/import_rows.h"
 #include "operations/devil_messages.h"
 #include "operations/frame.h"
+#include "operations/lifecycle.h"
 #include "operations/tone.h"
 
 namespace zarn {
@@ -114,20 +116,6 @@ constexpr devil::sample_type devil_type() noexcept {
 
 // ---- Loading -------------------------------------------------------------------------------------------------------
 
-template <class Format>
-bool allocate_contents(image_state& image, std::uint32_t width, std::uint32_t height, std::uint32_t origin) noexcept {
-    image.pixels = allocate_pixels(static_cast<std::uint64_t>(width) * height, pixel_bytes<Format>);
-    if (!image.pixels) {
-        push_error(image.errors, {L"Memory Allocation Error: Failed to allocate ", image.names->image_class, L"::",
-                                  image.names->pixel_member});
-        return false;
-    }
-    image.width = width;
-    image.height = height;
-    image.origin = origin;
-    return true;
-}
-
 // Whether something that is no directory stands at a path that did not open: a decoder must not try it again, for a
 // pipe or a device could keep it waiting for ever, and a file would go past the guard.
 bool is_unreadable(const wchar_t* path) noexcept {
@@ -142,19 +130,17 @@ bool is_unreadable(const wchar_t* path) noexcept {
     }
 }
 
-// Looks a file over; `accepted` also for one that does not open, which the decoder reports in its own way.
-guard_verdict judge_file(const wchar_t* path, image_decoder decoder, bool& opened) noexcept {
+// Whether there is a file that FreeImage may look at.
+bool is_fit_for_freeimage(const wchar_t* path) noexcept {
     const owned_file file(open_file(path, file_access::read));
-    opened = static_cast<bool>(file);
-    if (!opened) return guard_verdict::accepted;
+    if (!file) return false;
     byte_source bytes(file.get());
-    return guard_image(bytes, decoder, path);
+    return guard_image(bytes, image_decoder::freeimage, path) == guard_verdict::accepted;
 }
 
 // The bitmap of a file that FreeImage is to load; none where the load is DevIL's.
 freeimage::bitmap load_bitmap(const wchar_t* path, const deep_format& format) noexcept {
-    bool opened = false;
-    if (judge_file(path, image_decoder::freeimage, opened) != guard_verdict::accepted || !opened) return {};
+    if (!is_fit_for_freeimage(path)) return {};
     if (!format.standard_bitmaps) {
         using content = freeimage::bitmap::content;
         const freeimage::bitmap header = freeimage::bitmap::load(format.format, path, content::header);
@@ -173,7 +159,7 @@ outcome load_by_freeimage(image_state& image, const wchar_t* path, const deep_fo
     const import_row<Format> convert = bitmap ? import_row_for<Format>(bitmap.type()) : nullptr;
     if (!convert) return outcome::left_to_devil;
     const std::uint32_t origin = bitmap.is_top_down() ? origin_upper_left : origin_lower_left;
-    if (!allocate_contents<Format>(image, bitmap.width(), bitmap.height(), origin)) return outcome::failed;
+    if (!allocate_contents(image, bitmap.width(), bitmap.height(), origin, pixel_bytes<Format>)) return outcome::failed;
     sample_of<Format>* pixels = samples<Format>(image);
     for (std::uint32_t y = 0; y < image.height; ++y) {
         convert(bitmap.row(y), pixels, image.width, {});
@@ -209,9 +195,26 @@ unsigned int load_by_devil(image_state& image, const Load& load, bool& linear) n
     if (convert_error != devil::error::none) return fail_devil(image, devil_call::convert, convert_error);
     const std::uint64_t bytes = static_cast<std::uint64_t>(session.width()) * session.height() * pixel_bytes<Format>;
     const void* data = session.data(bytes);
-    if (!data || !allocate_contents<Format>(image, session.width(), session.height(), session.origin())) return 0;
+    if (!data || !allocate_contents(image, session.width(), session.height(), session.origin(), pixel_bytes<Format>))
+        return 0;
     std::memcpy(image.pixels, data, static_cast<std::size_t>(bytes));
     return 1;
+}
+
+// Puts the alpha of the file into a picture that DevIL decoded from it, where that is known to be wrong.
+template <class Format>
+void restore_psd_alpha(image_state& image, byte_source& bytes) noexcept {
+    psd_plane plane{};
+    if (!find_raw_psd_alpha(bytes, plane) || plane.width != image.width || plane.height != image.height) return;
+    std::uint64_t offset = plane.offset;
+    for (std::uint32_t y = 0; y < image.height; ++y) {
+        const std::uint64_t row = memory_row(y, image.height, is_lower_left(image));
+        sample_of<Format>* pixel = samples<Format>(image) + row * image.width * channels<Format>;
+        for (std::uint32_t x = 0; x < image.width; ++x, pixel += channels<Format>, offset += plane.sample_bytes) {
+            const std::uint32_t alpha = plane.sample_bytes == 1 ? bytes.u8(offset) * 257u : bytes.be16(offset);
+            pixel[Format::colours] = static_cast<sample_of<Format>>(sizeof(*pixel) == 1 ? alpha >> 8 : alpha);
+        }
+    }
 }
 
 unsigned int fail_guard(image_state& image, guard_verdict verdict) noexcept {
@@ -233,15 +236,22 @@ unsigned int load_image_file(image_state& image, const wchar_t* path) noexcept {
     if (const devil::error unusable = devil::availability(); unusable != devil::error::none) {
         return fail_devil(image, devil_call::load, unusable);
     }
-    bool opened = false;
-    const guard_verdict verdict = judge_file(path, image_decoder::devil, opened);
-    if (verdict != guard_verdict::accepted) return fail_guard(image, verdict);
-    if (!opened && is_unreadable(path)) {
+    // Kept open until the end, so that what the guard saw is what the alpha is taken from.
+    const owned_file file(open_file(path, file_access::read));
+    if (file) {
+        byte_source bytes(file.get());
+        const guard_verdict verdict = guard_image(bytes, image_decoder::devil, path);
+        if (verdict != guard_verdict::accepted) return fail_guard(image, verdict);
+    } else if (is_unreadable(path)) {
         return fail_devil(image, devil_call::load, devil::error::could_not_open_file);
     }
     bool linear = false;
     const auto load = [path](devil::session& session) { return session.load(path); };
     if (!load_by_devil<Format>(image, load, linear)) return 0;
+    if (file) {
+        byte_source bytes(file.get());
+        restore_psd_alpha<Format>(image, bytes);
+    }
     if (linear) gamma<Format>(image, 2.2f);
     return 1;
 }
@@ -259,7 +269,10 @@ unsigned int load_image_memory(image_state& image, const void* data, unsigned in
     }
     bool linear = false;
     const auto load = [data, size](devil::session& session) { return session.load(data, size); };
-    return load_by_devil<Format>(image, load, linear);
+    if (!load_by_devil<Format>(image, load, linear)) return 0;
+    byte_source bytes(data, size);
+    restore_psd_alpha<Format>(image, bytes);
+    return 1;
 }
 
 // ---- Saving --------------------------------------------------------------------------------------------------------

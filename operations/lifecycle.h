@@ -7,6 +7,10 @@
 
 namespace zarn {
 
+// Gives an empty image a pixel array, not cleared, and its size and origin; on failure pushes the message of create.
+bool allocate_contents(image_state& image, std::uint32_t width, std::uint32_t height, std::uint32_t origin,
+                       std::uint64_t bytes_per_pixel) noexcept;
+
 unsigned int create_copy(image_state& image, const image_state& source, std::uint64_t bytes_per_pixel) noexcept;
 
 unsigned int create_from_memory(image_state& image, std::uint32_t width, std::uint32_t height, std::uint32_t origin,

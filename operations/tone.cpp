@@ -1,5 +1,7 @@
 #include "operations/tone.h"
 
+#include <cstring>
+
 #include "kernels/tone.h"
 #include "operations/frame.h"
 
@@ -18,10 +20,13 @@ void adjust(image_state& image, const Job& job, void (*kernel)(const Job&, row_r
 
 template <class Format>
 void clear(image_state& image, const void* colour, bool with_alpha) noexcept {
+    // The caller's pixel may be one of the image's own.
+    sample_of<Format> copy[channels<Format>];
+    std::memcpy(copy, colour, sizeof(copy));
     if (with_alpha) {
-        adjust(image, fill_job{image.pixels, image.width, colour}, fill_rows<pixel_bytes<Format>>);
+        adjust(image, fill_job{image.pixels, image.width, copy}, fill_rows<pixel_bytes<Format>>);
     } else {
-        adjust(image, clear_colour_job{image.pixels, image.width, colour}, clear_colour_rows<Format>);
+        adjust(image, clear_colour_job{image.pixels, image.width, copy}, clear_colour_rows<Format>);
     }
 }
 

@@ -26,6 +26,8 @@ const wchar_t* const bspline_failed = L"Failed to zarn_image_8::___do_resample_b
 const wchar_t* const rotate_failed = L"Failed to zarn_image_8::___do_rotate().";
 const wchar_t* const bad_sigma = L"Failed to zarn_image_8::gaussian_blur(). Invalid sigma.";
 const wchar_t* const padding_failed = L"Failed to pad image edges. zarn_image_8::resize_canvas() failed.";
+const std::vector<std::wstring> no_position = {bad_position, canvas_failed};
+const std::vector<std::wstring> no_padding = {bad_canvas, padding_failed};
 const wchar_t* const flip_failed = L"Failed to zarn_image_8::flip_vertical().";
 
 template <class Image>
@@ -42,16 +44,14 @@ protected:
     using calls = std::vector<call<Image>>;
 
     // Each call leaves the picture as it was, gives its result and appends its messages.
-    static void check(const calls& all, const reference_image& picture) {
+    static void check(const calls& all, Image& image) {
+        const reference_image picture = image_traits<Image>::read(image);
+        std::vector<std::wstring> expected = messages(image);
         for (const call<Image>& one : all) {
-            loaded_image<Image> image(picture, 2);
-            std::vector<std::wstring> expected;
-            for (const unsigned round : {1u, 2u}) {
-                EXPECT_EQ(one.run(*image), one.result) << one.name;
-                EXPECT_TRUE(same_picture(picture, *image)) << one.name;
-                for (const std::wstring& line : one.expected) expected.push_back(image_traits<Image>::message(line));
-                EXPECT_EQ(messages(*image), expected) << one.name << ", call " << round;
-            }
+            EXPECT_EQ(one.run(image), one.result) << one.name;
+            EXPECT_TRUE(same_picture(picture, image)) << one.name;
+            for (const std::wstring& line : one.expected) expected.push_back(image_traits<Image>::message(line));
+            EXPECT_EQ(messages(image), expected) << one.name;
         }
     }
 };
@@ -63,117 +63,81 @@ TYPED_TEST_SUITE(argument_messages, image_types, image_type_names);
 TYPED_TEST(argument_messages, of_refused_calls) {
     using image = TypeParam;
     const typename image_traits<image>::pixel fill;
+    loaded_image<image> target(random_picture<image>(9, 7, lower_left, alpha_kind::any, 1), 2);
     this->check(
         {
             {"crop, x too large", [](image& i) { return i.crop(1, 0, 9, 7); }, 0, {bad_crop}},
             {"crop, y too large", [](image& i) { return i.crop(0, 1, 9, 7); }, 0, {bad_crop}},
             {"crop, no width", [](image& i) { return i.crop(0, 0, 0, 7); }, 0, {bad_crop}},
-            {"crop, no height", [](image& i) { return i.crop(0, 0, 9, 0); }, 0, {bad_crop}},
             {"crop, x sum wraps", [](image& i) { return i.crop(most, 0, 2, 7); }, 0, {bad_crop}},
             {"crop, y sum wraps", [](image& i) { return i.crop(0, most - 2, 9, 5); }, 0, {bad_crop}},
             {"canvas narrower", [&](image& i) { return i.resize_canvas(8, 20, 9, fill); }, 0, {bad_canvas}},
             {"canvas lower", [&](image& i) { return i.resize_canvas(20, 6, 0, fill); }, 0, {bad_canvas}},
-            {"canvas, no side", [&](image& i) { return i.resize_canvas(0, 0, 0, fill); }, 0, {bad_canvas}},
-            {"canvas, position 5",
-             [&](image& i) { return i.resize_canvas(10, 10, 5, fill); },
-             0,
-             {bad_position, canvas_failed}},
-            {"canvas, last position",
-             [&](image& i) { return i.resize_canvas(9, 7, most, fill); },
-             0,
-             {bad_position, canvas_failed}},
-            {"margins, width wraps",
-             [&](image& i) { return i.resize_canvas(most - 8, 0, 0, 0, fill); },
-             0,
-             {bad_canvas}},
-            {"margins, sum wraps", [&](image& i) { return i.resize_canvas(most, most, 1, 1, fill); }, 0, {bad_canvas}},
-            {"margins, height wraps", [&](image& i) { return i.resize_canvas(0, 0, 5, most, fill); }, 0, {bad_canvas}},
+            {"canvas, position 5", [&](image& i) { return i.resize_canvas(10, 10, 5, fill); }, 0, no_position},
+            {"canvas, last position", [&](image& i) { return i.resize_canvas(9, 7, most, fill); }, 0, no_position},
+            {"margins, width", [&](image& i) { return i.resize_canvas(most - 8, 0, 0, 0, fill); }, 0, {bad_canvas}},
+            {"margins, sum", [&](image& i) { return i.resize_canvas(most, most, 1, 1, fill); }, 0, {bad_canvas}},
+            {"margins, height", [&](image& i) { return i.resize_canvas(0, 0, 5, most, fill); }, 0, {bad_canvas}},
             {"reduction to no width", [](image& i) { return i.resample(0, 7, 0); }, 0, {area_failed}},
-            {"reduction to nothing", [](image& i) { return i.resample(0, 0, 0); }, 0, {area_failed}},
             {"nearest to no height", [](image& i) { return i.resample(9, 0, 1); }, 0, {nearest_failed}},
             {"automatic, one side larger", [](image& i) { return i.resample(0, 8, 0); }, 0, {bspline_failed}},
             {"B-spline to no width", [](image& i) { return i.resample(0, 7, 2); }, 0, {bspline_failed}},
             {"rotate, infinite", [](image& i) { return i.rotate(infinite_angle, 1); }, 0, {rotate_failed}},
-            {"rotate, minus infinite", [](image& i) { return i.rotate(-infinite_angle, 0); }, 0, {rotate_failed}},
             {"blur, sigma 0", [](image& i) { return i.gaussian_blur(0, 0, 1, 1); }, 0, {bad_sigma}},
             {"blur, negative sigma", [](image& i) { return i.gaussian_blur(-5, 1, 1, 1); }, 0, {bad_sigma}},
             {"blur, sigma not a number", [](image& i) { return i.gaussian_blur(no_sigma, 1, 1, 1); }, 0, {bad_sigma}},
-            {"fast blur, padding beyond 32 bits",
-             [](image& i) { return i.gaussian_blur(2147483648.0f, 1, 1, 1); },
-             0,
-             {bad_canvas, padding_failed}},
-            {"fast blur, infinite sigma",
-             [](image& i) { return i.gaussian_blur(infinite_sigma, 1, 1, 1); },
-             0,
-             {bad_canvas, padding_failed}},
+            {"padding beyond 32 bits", [](image& i) { return i.gaussian_blur(2147483648.0f, 1, 1, 1); }, 0, no_padding},
+            {"infinite sigma", [](image& i) { return i.gaussian_blur(infinite_sigma, 1, 1, 1); }, 0, no_padding},
         },
-        random_picture<image>(9, 7, lower_left, alpha_kind::any, 1));
+        *target);
 }
 
 TYPED_TEST(argument_messages, of_an_empty_image) {
     using image = TypeParam;
     const typename image_traits<image>::pixel fill;
     unsigned int left = 5, top = 5;
+    zarn_owned<image> target;
     this->check(
         {
-            {"flip_horizontal", [](image& i) { return i.flip_horizontal(); }, 0, {}},
-            {"flip_vertical", [](image& i) { return i.flip_vertical(); }, 0, {}},
             {"same origin", [](image& i) { return i.set_origin(0); }, 1, {}},
             {"other origin", [](image& i) { return i.set_origin(upper_left); }, 0, {flip_failed}},
-            {"gaussian_blur", [](image& i) { return i.gaussian_blur(2, 0, 1, 1); }, 0, {}},
-            {"fast gaussian_blur", [](image& i) { return i.gaussian_blur(20, 1, 1, 1); }, 0, {}},
-            {"box_blur", [](image& i) { return i.box_blur(3, 1, 1); }, 0, {}},
-            {"rotate", [](image& i) { return i.rotate(1, 1); }, 0, {}},
             {"rotate by 0", [](image& i) { return i.rotate(0, 1); }, 1, {}},
             {"resample to 0 x 0", [](image& i) { return i.resample(0, 0, 2); }, 1, {}},
             {"resample, automatic", [](image& i) { return i.resample(2, 2, 0); }, 0, {bspline_failed}},
-            {"resample, nearest", [](image& i) { return i.resample(2, 2, 1); }, 0, {nearest_failed}},
             {"resample, B-spline", [](image& i) { return i.resample(2, 0, 2); }, 0, {bspline_failed}},
-            {"crop", [](image& i) { return i.crop(0, 0, 1, 1); }, 0, {bad_crop}},
             {"crop to nothing", [](image& i) { return i.crop(0, 0, 0, 0); }, 0, {bad_crop}},
             {"crop_to_pixels", [&](image& i) { return i.crop_to_pixels(left, top); }, 1, {}},
             {"canvas without a side", [&](image& i) { return i.resize_canvas(0, 3, 0, fill); }, 0, {bad_canvas}},
             {"margins without a side", [&](image& i) { return i.resize_canvas(0, 0, 1, 1, fill); }, 0, {bad_canvas}},
-            {"expand_where_alpha", [](image& i) { return i.expand_where_alpha(0, 0, 0); }, 1, {}},
-            {"clear", [&](image& i) { return i.clear(fill, 1), 1u; }, 1, {}},
-            {"sharpen", [](image& i) { return i.sharpen(1), 1u; }, 1, {}},
         },
-        image_traits<image>::blank(0, 0, 0));
+        *target);
     EXPECT_EQ(left, 0u);
     EXPECT_EQ(top, 0u);
 }
 
 // A size is not enough: without an array, or with a side of 0, there are no pixels.
-TYPED_TEST(argument_messages, of_images_with_a_size_but_no_pixels) {
+TYPED_TEST(argument_messages, of_images_without_pixels) {
     using image = TypeParam;
-    const call<image> pixelless[] = {
-        {"flip_vertical", [](image& i) { return i.flip_vertical(); }, 0, {}},
-        {"gaussian_blur", [](image& i) { return i.gaussian_blur(2, 0, 1, 1); }, 0, {}},
-        {"fast gaussian_blur", [](image& i) { return i.gaussian_blur(20, 1, 1, 1); }, 0, {}},
-        {"box_blur", [](image& i) { return i.box_blur(3, 1, 1); }, 0, {}},
-        {"rotate", [](image& i) { return i.rotate(1, 1); }, 0, {}},
-        {"resample", [](image& i) { return i.resample(2, 2, 1); }, 0, {nearest_failed}},
-        {"crop", [](image& i) { return i.crop(0, 0, 1, 1); }, 0, {bad_crop}},
-        {"expand_where_alpha", [](image& i) { return i.expand_where_alpha(0, 0, 0); }, 1, {}},
-        {"clear",
-         [](image& i) {
-             return i.clear({1, 2, 3, 4}, 1), 1u;
-         },
-         1,
-         {}},
-        {"sharpen", [](image& i) { return i.sharpen(1), 1u; }, 1, {}},
-    };
-    constexpr unsigned int creations[][3] = {{9, 8, 0}, {9, 0, 1}, {0, 8, 1}}; // width, height, copy
-    for (const call<image>& one : pixelless) {
-        for (const auto& c : creations) {
-            zarn_owned<image> target;
-            ASSERT_EQ(target->create(c[0], c[1], lower_left, nullptr, c[2]), 1u);
-            EXPECT_EQ(one.run(*target), one.result) << one.name;
-            EXPECT_EQ(target->is_valid(), 0u) << one.name;
-            std::vector<std::wstring> expected;
-            for (const std::wstring& line : one.expected) expected.push_back(image_traits<image>::message(line));
-            EXPECT_EQ(messages(*target), expected) << one.name;
-        }
+    constexpr unsigned int creations[][3] = {{0, 0, 1}, {9, 8, 0}, {9, 0, 1}, {0, 8, 1}}; // width, height, copy
+    for (const auto& c : creations) {
+        zarn_owned<image> target;
+        ASSERT_EQ(target->create(c[0], c[1], lower_left, nullptr, c[2]), 1u);
+        this->check(
+            {
+                {"flip_horizontal", [](image& i) { return i.flip_horizontal(); }, 0, {}},
+                {"flip_vertical", [](image& i) { return i.flip_vertical(); }, 0, {}},
+                {"gaussian_blur", [](image& i) { return i.gaussian_blur(2, 0, 1, 1); }, 0, {}},
+                {"fast gaussian_blur", [](image& i) { return i.gaussian_blur(20, 1, 1, 1); }, 0, {}},
+                {"box_blur", [](image& i) { return i.box_blur(3, 1, 1); }, 0, {}},
+                {"rotate", [](image& i) { return i.rotate(1, 1); }, 0, {}},
+                {"resample", [](image& i) { return i.resample(2, 2, 1); }, 0, {nearest_failed}},
+                {"crop", [](image& i) { return i.crop(0, 0, 1, 1); }, 0, {bad_crop}},
+                {"expand_where_alpha", [](image& i) { return i.expand_where_alpha(0, 0, 0); }, 1, {}},
+                {"clear", [](image& i) { return i.clear({}, 1), 1u; }, 1, {}},
+                {"sharpen", [](image& i) { return i.sharpen(1), 1u; }, 1, {}},
+            },
+            *target);
+        EXPECT_EQ(target->is_valid(), 0u);
     }
 }
 

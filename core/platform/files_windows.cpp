@@ -1,14 +1,15 @@
 #include "core/platform/files.h"
 
 #include <io.h>
+#include <share.h>
 
 namespace zarn {
 
 std::FILE* open_file(const wchar_t* path, file_access access) noexcept {
     if (!path || !*path) return nullptr;
     const wchar_t* mode = access == file_access::read ? L"rb" : access == file_access::write ? L"wb" : L"r+b";
-    std::FILE* file = nullptr;
-    return _wfopen_s(&file, path, mode) == 0 ? file : nullptr;
+    // Decoders open a file again while it is being looked at.
+    return _wfsopen(path, mode, access == file_access::read ? _SH_DENYNO : _SH_DENYRW);
 }
 
 bool seek_file(std::FILE* file, std::uint64_t offset) noexcept {

@@ -2,8 +2,8 @@
 //
 // A stream is the number of chunks (64-bit little-endian), then for every chunk its length (64-bit little-endian) and
 // one independent LZ4 block of that many bytes. Every chunk but the last holds 2 MiB of the data; an empty block of
-// data is one chunk that holds 0 bytes. All three functions return 1 for success and 0 for failure, run on the calling
-// thread and hold one buffer of about 2 MiB, whatever the size of the data.
+// data is one chunk that holds 0 bytes. All three functions return 1 for success and 0 for failure and run on the
+// calling thread. The two that work on files hold one buffer of about 2 MiB, whatever the size of the data.
 #pragma once
 
 #include <cstdint>

@@ -122,9 +122,10 @@ public:
     /// is transparent black. Memory is never claimed beyond what the size of the file can stand for.
     unsigned int load_binary(const wchar_t* path);
 
-    /// Replaces the image by an ordinary image file. Needs zarn_initialize(). Files ending in "psd" (16 bits and
-    /// deeper), "hdr", "exr", "tif" and "tiff" (lower case) are read by FreeImage, and by DevIL where that fails; all
-    /// others by DevIL, which picks the decoder by extension. Rows keep the order of the decoder, recorded as origin.
+    /// Replaces the image by an ordinary image file. Needs zarn_initialize() for DevIL's part. Files ending in "psd"
+    /// (16 bits and deeper), "hdr", "exr", "tif" and "tiff" (lower case) are read by FreeImage, and by DevIL where that
+    /// fails; all others by DevIL, which picks the decoder by extension. Rows keep the order of the decoder, recorded
+    /// as origin.
     ///
     /// Samples that are not 8 bits wide are scaled to 0..255 and truncated; float samples are encoded with gamma 1/2.2,
     /// alpha included, and values beyond full scale wrap. DevIL's float sources get gamma(2.2) after conversion.
@@ -136,11 +137,13 @@ public:
     /// objects: DevIL is used behind one process-wide lock.
     unsigned int load_file(const wchar_t* path);
 
-    /// The same from `size` bytes of an image file in memory, by DevIL alone, which tells the format by its contents.
+    /// The same from `size` bytes of an image file in memory, by DevIL alone, which tells the format by its contents,
+    /// and without the gamma step for float sources.
     unsigned int load_file(const void* data, unsigned int size);
 
-    /// Writes an ordinary image file; the ending of the path picks the format. Needs zarn_initialize(). The image is
-    /// not changed.
+    /// Writes an ordinary image file; the ending of the path picks the format. All but "exr" and "hdr" need
+    /// zarn_initialize(). The image is not changed. Its origin must be one of the two codes: any other is written as
+    /// lower-left.
     ///
     /// format: pixel layout in the file. 0 luminance, 1 RGB, 2 RGBA in 8 bits; 3 RGB, 4 RGBA in 16 bits; 5, 6 and
     /// above 12 as in memory. "exr" takes 7 RGB, 8 RGBA, 9 red as halves, 10 RGB, 11 RGBA, 12 red as floats and "hdr"
@@ -149,8 +152,9 @@ public:
     ///
     /// compression, for DDS: 1 DXT1, 2 DXT3, 3 DXT5, anything else DevIL's default.
     ///
-    /// A "tga" saved with a format other than 2 has its rows turned over. DevIL's failures become messages such as
-    /// "Failed to save image using ilSaveImage(). Invalid file extension.".
+    /// A "tga" saved with format 2 is marked as having 8 bits of alpha, lower-left; with any other format it has its
+    /// rows turned over. DevIL's failures become messages such as "Failed to save image using ilSaveImage(). Invalid
+    /// file extension.".
     unsigned int save_file(const wchar_t* path, unsigned int format, unsigned int compression);
 
     // ---- Geometry --------------------------------------------------------------------------------------------------
@@ -196,7 +200,8 @@ public:
     ///
     /// A zero side, or an empty image, fails with the line of the routine ("Failed to
     /// zarn_image_8::___do_downsample()." and the like). A mode above 2 resamples nothing: it only stores the new size
-    /// and returns 1. The pixel array is read with the new sides then, and has transparent black behind its old end.
+    /// and returns 1. The pixel array stays as it is; where it is too short for the new sides, operations take the
+    /// image for an empty one, and single pixels beyond its end must not be touched.
     unsigned int resample(unsigned int width, unsigned int height, unsigned int mode);
 
     /// Turns the picture clockwise by an angle in radians about its centre, bilinearly, on a canvas that holds the
@@ -220,7 +225,8 @@ public:
     /// replaced: colour, alpha or both.
     ///
     /// fast 0, or sigma not above 3: the true Gaussian, cut at 2 sigma and at the image's edges, where it is
-    /// renormalised. Otherwise three box blurs of radius trunc(sigma) (the third a little wider) over the image with
+    /// renormalised. Otherwise three box blurs of radius trunc(sigma) (the third a little wider; none wider than the
+    /// smaller side of the image) over the image with
     /// its edges repeated, at a cost that does not grow with sigma; there, a pixel whose span holds nothing visible
     /// gets colour 0 even when colour is not blurred.
     ///
@@ -236,8 +242,9 @@ public:
     /// Sharpens colour with the 3 x 3 kernel (0, -a, 0 / -a, 4a + 1, -a / 0, -a, 0), in place from the top row of the
     /// picture down, so that each pixel sees its already sharpened left and upper neighbours; 0..255, truncated. Where
     /// one band of rows meets the next, both see the other's rows as they were before: the result depends on the thread
-    /// limit, never on timing. Alpha and the outermost rows and columns stay; images below 3 x 3 stay whole. Reports
-    /// only on the error stack: "Memory Allocation Error: Failed to allocate adjust_thread_data_8_s.".
+    /// limit, never on timing. The feedback rings into a checkerboard from amounts of about 0.5 on. Alpha and the
+    /// outermost rows and columns stay; images below 3 x 3 stay whole. Reports only on the error stack: "Memory
+    /// Allocation Error: Failed to allocate adjust_thread_data_8_s.".
     void sharpen(float amount);
 
     /// Grows the colour of opaque pixels into transparent ones, ring by ring: edge padding for texture atlases. Pixels

@@ -10,7 +10,7 @@
 /// Capacity doubles as elements are appended (1, 2, 4, 8, ...). Allocation never throws: a growth that fails leaves the
 /// list exactly as it was and reports nothing. Indices are not checked. One list is used by one thread at a time.
 ///
-/// T needs a default constructor and copy assignment, and neither may throw.
+/// T needs a default constructor, a copy constructor and copy assignment; none may throw.
 template <class T>
 class zarn_list {
 public:
