@@ -109,7 +109,7 @@ protected:
         SCOPED_TRACE(text("type", type, "bits", bits));
         constexpr unsigned width = 5; // rows of 2- and 6-byte pixels have padding
         constexpr unsigned height = 7;
-        const unsigned samples = static_cast<unsigned>(bits) / (8 * sizeof(Stored));
+        const auto samples = static_cast<unsigned>(static_cast<std::size_t>(bits) / (8 * sizeof(Stored)));
         const bitmap_ptr bitmap(FreeImage_AllocateT(type, width, height, bits));
         for (unsigned i = 0; i < width * height * samples; ++i) {
             row_of<Stored>(bitmap, i / (width * samples))[i % (width * samples)] = values[i % values.size()];
