@@ -27,7 +27,6 @@ std::uint32_t thread_limit(const image_state& image) noexcept {
 void release_pixels(image_state& image) noexcept {
     release_pixel_array(image.pixels);
     image.pixels = nullptr;
-    image.capacity = 0;
     image.origin = image.width = image.height = 0;
 }
 
@@ -39,13 +38,11 @@ void free_image(image_state& image) noexcept {
 void take_image(image_state& image, image_state& source) noexcept {
     free_image(image);
     image.pixels = source.pixels;
-    image.capacity = source.capacity;
     image.origin = source.origin;
     image.width = source.width;
     image.height = source.height;
     take_errors(image.errors, source.errors);
     source.pixels = nullptr;
-    source.capacity = 0;
     source.origin = source.width = source.height = 0;
 }
 
@@ -65,7 +62,6 @@ void install_pixels(image_state& image, void* pixels, std::uint32_t width, std::
     image.pixels = pixels;
     image.width = width;
     image.height = height;
-    image.capacity = pixel_count(image);
 }
 
 unsigned int fail(image_state& image, const wchar_t* message) noexcept {

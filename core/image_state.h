@@ -15,10 +15,7 @@ constexpr std::uint32_t origin_upper_left = 1538;
 inline std::uint64_t pixel_count(const image_state& image) noexcept {
     return static_cast<std::uint64_t>(image.width) * image.height;
 }
-// False also where the size has outgrown the array (see resample with an unknown mode).
-inline bool has_pixels(const image_state& image) noexcept {
-    return image.pixels && image.width && image.height && pixel_count(image) <= image.capacity;
-}
+inline bool has_pixels(const image_state& image) noexcept { return image.pixels && image.width && image.height; }
 inline bool is_lower_left(const image_state& image) noexcept { return image.origin == origin_lower_left; }
 
 // Gives the image its workers; they stay away when memory is short.

@@ -110,7 +110,6 @@ unsigned int load_native_pixels(image_state& image, std::FILE* file, std::uint64
         return fail_allocation(image, image.names->pixel_member);
     }
 
-    image.capacity = count;
     const std::uint64_t bytes = count * pixel_bytes;
     if (!compressed) {
         if (std::fread(image.pixels, 1, static_cast<std::size_t>(bytes), file) != bytes)

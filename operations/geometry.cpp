@@ -175,17 +175,31 @@ unsigned int run_resampler(image_state& image, std::uint32_t width, std::uint32_
     return fresh ? fresh.run(fresh.job(), how.kernel, how.order) : 0;
 }
 
+// An unknown mode only changes the size: the array is read with the new sides, and grows with 0 behind it where it
+// would be too short for them.
+unsigned int reinterpret_size(image_state& image, std::uint32_t width, std::uint32_t height,
+                              std::uint64_t bytes_per_pixel) noexcept {
+    const std::uint64_t old_count = has_pixels(image) ? pixel_count(image) : 0;
+    const std::uint64_t count = static_cast<std::uint64_t>(width) * height;
+    if (count > old_count) {
+        char* const pixels = static_cast<char*>(allocate_pixels(count, bytes_per_pixel));
+        if (!pixels) return fail_allocation(image, image.names->pixel_array);
+        const auto kept = static_cast<std::size_t>(old_count * bytes_per_pixel);
+        if (kept) std::memcpy(pixels, image.pixels, kept);
+        std::memset(pixels + kept, 0, static_cast<std::size_t>(count * bytes_per_pixel) - kept);
+        install_pixels(image, pixels, width, height);
+    }
+    image.width = width;
+    image.height = height;
+    return 1;
+}
+
 } // namespace
 
 template <class Format>
 unsigned int resample(image_state& image, std::uint32_t width, std::uint32_t height, std::uint32_t mode) noexcept {
     if (width == image.width && height == image.height) return 1;
-    if (mode >= mode_count) {
-        // Only the size changes; an array that is too short for it no longer counts as pixels.
-        image.width = width;
-        image.height = height;
-        return 1;
-    }
+    if (mode >= mode_count) return reinterpret_size(image, width, height, pixel_bytes<Format>);
     const resampler how = choose_resampler<Format>(image, width, height, mode);
     return run_resampler(image, width, height, pixel_bytes<Format>, how) ? 1 : fail_method(image, how.failure);
 }

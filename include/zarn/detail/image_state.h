@@ -1,8 +1,6 @@
 // What every image object holds. Not for hosts: reached only through the image classes.
 #pragma once
 
-#include <cstdint>
-
 #include <zarn/list.h>
 
 class zarn_thread_pool;
@@ -12,12 +10,11 @@ namespace zarn {
 struct image_names;
 
 struct image_state {
-    void* pixels = nullptr;     // packed records in memory order, released with delete[]; null when nothing is held
-    std::uint64_t capacity = 0; // records in `pixels`
-    unsigned int origin = 0;    // row order code
-    unsigned int width = 0;     // pixels per row
-    unsigned int height = 0;    // rows
-    const image_names* names;   // how the class and its records are called in messages
+    void* pixels = nullptr;   // packed records in memory order, released with delete[]; null when nothing is held
+    unsigned int origin = 0;  // row order code
+    unsigned int width = 0;   // pixels per row
+    unsigned int height = 0;  // rows
+    const image_names* names; // how the class and its records are called in messages
     zarn_thread_pool* workers = nullptr; // owned; null when it could not be allocated
     zarn_list<wchar_t*> errors;          // owned strings, oldest first
 
