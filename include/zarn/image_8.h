@@ -225,9 +225,8 @@ public:
     ///
     /// fast 0, or sigma not above 3: the true Gaussian, cut at 2 sigma and at the image's edges, where it is
     /// renormalised. Otherwise three box blurs of radius trunc(sigma) (the third a little wider; none wider than the
-    /// smaller side of the image) over the image with
-    /// its edges repeated, at a cost that does not grow with sigma; there, a pixel whose span holds nothing visible
-    /// gets colour 0 even when colour is not blurred.
+    /// smaller side of the image) over the image with its edges repeated, at a cost that does not grow with sigma;
+    /// there, a pixel whose span holds nothing visible gets colour 0 even when colour is not blurred.
     ///
     /// A sigma not above 0 (or NaN) fails with "Failed to zarn_image_8::gaussian_blur(). Invalid sigma.". Allocation
     /// failures push their messages and leave the image as it was, except that the fast form keeps what the passes

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 
 #include "kernels/area_box.h"
 #include "kernels/pixel_format.h"
+#include "kernels/vector/rgba_word.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/area_average.cpp"
@@ -44,19 +44,12 @@ struct column_sums {
     HWY_ALIGN std::uint32_t visible[largest_span];
 };
 
-std::uint32_t alpha_bits() {
-    const std::uint8_t bytes[n] = {0, 0, 0, 255};
-    std::uint32_t word;
-    std::memcpy(&word, bytes, sizeof(word));
-    return word;
-}
-
 // `pixels` is the first row's; rows lie `line` pixels apart (backwards for pictures stored bottom up).
 HWY_INLINE void sum_rows(const std::uint32_t* pixels, std::int64_t line, std::uint32_t rows, std::uint32_t span,
                          column_sums& out) {
     const D16 d16;
     const DP dp;
-    const auto alpha = hn::Set(dp, alpha_bits()), one = hn::Set(dp, 1);
+    const auto alpha = hn::Set(dp, rgba_word(0, 255)), one = hn::Set(dp, 1);
     for (std::uint32_t group = 0; group < span; group += group_pixels) {
         const std::uint32_t i = std::min(group, span - group_pixels);
         auto sum = hn::Zero(d16);

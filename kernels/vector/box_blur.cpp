@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "kernels/vector/rgba_word.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/box_blur.cpp"
 #include <hwy/foreach_target.h>
@@ -36,13 +38,6 @@ using VP = hn::Vec<DP>;
 using VI = hn::Vec<DI>;
 constexpr std::uint32_t part_lanes = HWY_MIN(HWY_LANES(std::int32_t), 4 * quad);
 constexpr std::uint32_t parts = 4 * quad / part_lanes;
-
-std::uint32_t bytes_as_word(std::uint8_t colour, std::uint8_t alpha) {
-    const std::uint8_t bytes[4] = {colour, colour, colour, alpha};
-    std::uint32_t word;
-    std::memcpy(&word, bytes, sizeof(word));
-    return word;
-}
 
 // The samples of four pixels widened to 32 bits.
 template <std::uint32_t Parts, class Bytes>
@@ -109,14 +104,13 @@ struct running {
 };
 
 struct constants {
-    VP alpha_bytes = hn::Set(DP(), bytes_as_word(0, 255));
-    VP colour_ones = hn::Set(DP(), bytes_as_word(1, 0));
-    VP alpha_ones = hn::Set(DP(), bytes_as_word(0, 1));
+    VP alpha_bytes = hn::Set(DP(), rgba_word(0, 255));
+    VP colour_ones = hn::Set(DP(), rgba_word(1, 0));
+    VP alpha_ones = hn::Set(DP(), rgba_word(0, 1));
     VP kept; // bytes that stay as they are in the source
-    VP colour_bytes = hn::Set(DP(), bytes_as_word(255, 0));
 
     explicit constants(const box_pass_job& job)
-        : kept(hn::Set(DP(), bytes_as_word(job.blur_colour ? 0 : 255, job.blur_alpha ? 0 : 255))) {}
+        : kept(hn::Set(DP(), rgba_word(job.blur_colour ? 0 : 255, job.blur_alpha ? 0 : 255))) {}
 };
 
 template <bool Entering>

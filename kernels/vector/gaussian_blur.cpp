@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
+
+#include "kernels/vector/rgba_word.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/gaussian_blur.cpp"
@@ -41,10 +42,7 @@ const hn::ScalableTag<std::uint32_t> du32;
 // Pixels whose alpha is not 0.
 template <class D>
 HWY_INLINE hn::Mask<D> visible(D d, hn::Vec<D> pixels) {
-    constexpr std::uint8_t alpha_bytes[n] = {0, 0, 0, 255};
-    std::uint32_t alpha;
-    std::memcpy(&alpha, alpha_bytes, sizeof(alpha));
-    return hn::Ne(hn::And(pixels, hn::Set(d, alpha)), hn::Zero(d));
+    return hn::Ne(hn::And(pixels, hn::Set(d, rgba_word(0, 255))), hn::Zero(d));
 }
 
 // The taps of one output position: their weights from `first` on, and where the first one lies.
@@ -182,12 +180,6 @@ HWY_INLINE VU32 divide_group(const group_sums& sums, const group_inverses& inver
     return hn::BitCast(du32, bytes);
 }
 
-std::uint32_t alpha_of(std::uint32_t pixel) {
-    std::uint8_t bytes[4];
-    std::memcpy(bytes, &pixel, sizeof(bytes));
-    return bytes[3];
-}
-
 // Copies pixels with the invisible ones as 0; whether there were any.
 HWY_INLINE bool copy_visible(const std::uint32_t* from, std::uint32_t count, std::uint32_t* to) {
     bool holes = false;
@@ -199,7 +191,7 @@ HWY_INLINE bool copy_visible(const std::uint32_t* from, std::uint32_t count, std
         hn::StoreU(hn::IfThenElseZero(mask, pixels), du32, to + i);
     }
     for (; i < count; ++i) {
-        const bool keeps = alpha_of(from[i]) != 0;
+        const bool keeps = (from[i] & rgba_word(0, 255)) != 0;
         to[i] = keeps ? from[i] : 0;
         holes |= !keeps;
     }
@@ -271,12 +263,8 @@ bool gaussian_vertical(const gaussian_job& job, row_range rows) {
     const std::uint32_t radius = weights.radius;
     const auto* source = static_cast<const std::uint32_t*>(job.temporary);
     auto* image = static_cast<std::uint32_t*>(job.image);
-    const std::uint8_t mask_bytes[2][4] = {{255, 255, 255, 0}, {0, 0, 0, 255}};
-    std::uint32_t colour_mask, alpha_mask;
-    std::memcpy(&colour_mask, mask_bytes[0], 4);
-    std::memcpy(&alpha_mask, mask_bytes[1], 4);
-    if (!job.blur_colour) colour_mask = 0;
-    if (!job.blur_alpha) alpha_mask = 0;
+    const std::uint32_t colour_mask = job.blur_colour ? rgba_word(255, 0) : 0;
+    const std::uint32_t alpha_mask = job.blur_alpha ? rgba_word(0, 255) : 0;
 
     visible_weights weighed;
     // Which of the rows under the kernel have invisible pixels within the block, and how many have.
