@@ -53,6 +53,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/gaussian_blur.cpp
     kernels/import_rows.cpp
     kernels/move_pixels.cpp
+    kernels/normalize.cpp
     kernels/rotate.cpp
     kernels/sharpen.cpp
     kernels/tone.cpp

@@ -15,12 +15,26 @@ struct rgba_8 {
     static constexpr unsigned colours = 3;
     static constexpr bool has_alpha = true;
     static constexpr sample full = 255;             // full scale, and the alpha of an opaque pixel
+    static constexpr sample contrast_pivot = 127;   // the value that contrast leaves where it is
     static constexpr sample fill_marker = 128;      // alpha of a pixel filled in the running pass of alpha expansion
     static constexpr float to_unit = 0.003921569f;  // the float nearest 1/255
     static constexpr std::uint32_t native_type = 0; // type code in native files
 };
 
-#define ZARN_FOR_EACH_FORMAT(apply) apply(rgba_8)
+struct rgba_16 {
+    using sample = std::uint16_t;
+    using box_sum = std::uint64_t;
+
+    static constexpr unsigned colours = 3;
+    static constexpr bool has_alpha = true;
+    static constexpr sample full = 65535;
+    static constexpr sample contrast_pivot = 32766; // not half of full scale, on purpose
+    static constexpr sample fill_marker = 32767;
+    static constexpr float to_unit = 1.5259022e-05f; // the float nearest 1/65535
+    static constexpr std::uint32_t native_type = 1;
+};
+
+#define ZARN_FOR_EACH_FORMAT(apply) apply(rgba_8) apply(rgba_16)
 
 template <class Format>
 inline constexpr unsigned channels = Format::colours + (Format::has_alpha ? 1 : 0);

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "kernels/low_bits.h"
 #include "kernels/pixel_format.h"
 
 namespace zarn {
@@ -17,6 +18,47 @@ void for_each_pixel(void* pixels, std::uint32_t width, row_range rows, Work work
     for (std::uint64_t i = 0; i < count; ++i, pixel += channels<Format>) work(pixel);
 }
 
+// Written so that NaN falls to the lower bound.
+template <class Format>
+typename Format::sample clamped_sample(float value) {
+    constexpr auto full = static_cast<float>(Format::full);
+    const float above_zero = value >= 0.0f ? value : 0.0f;
+    return static_cast<typename Format::sample>(above_zero <= full ? above_zero : full);
+}
+
+// Calls work(curve) with the curve as a function of one sample, so that no loop asks which curve it is.
+template <class Format, class Work>
+void with_curve(tone_curve curve, float amount, Work work) {
+    using sample = typename Format::sample;
+    constexpr auto full = static_cast<float>(Format::full);
+    switch (curve) {
+    case tone_curve::exposure:
+        work([=](sample value) {
+            const float exposed = static_cast<float>(value) * amount;
+            return low_bits<sample>(exposed <= full ? exposed : full);
+        });
+        break;
+    case tone_curve::brightness: {
+        const float shift = amount * full;
+        work([=](sample value) { return clamped_sample<Format>(static_cast<float>(value) + shift); });
+        break;
+    }
+    case tone_curve::contrast: {
+        constexpr auto pivot = static_cast<float>(Format::contrast_pivot);
+        work(
+            [=](sample value) { return clamped_sample<Format>((static_cast<float>(value) - pivot) * amount + pivot); });
+        break;
+    }
+    case tone_curve::gamma: {
+        const float exponent = 100.0f / (amount * 100.0f);
+        work([=](sample value) {
+            return clamped_sample<Format>(std::pow(static_cast<float>(value) * Format::to_unit, exponent) * full);
+        });
+        break;
+    }
+    }
+}
+
 } // namespace
 
 template <class Format>
@@ -30,6 +72,21 @@ void clear_colour_rows(const clear_colour_job& job, row_range rows) {
 }
 
 template <class Format>
+typename Format::sample tone_sample(tone_curve curve, float amount, typename Format::sample value) {
+    typename Format::sample result{};
+    with_curve<Format>(curve, amount, [&](auto apply) { result = apply(value); });
+    return result;
+}
+
+template <class Format>
+void tabulate_tone(tone_curve curve, float amount, typename Format::sample* table) {
+    with_curve<Format>(curve, amount, [=](auto apply) {
+        for (std::uint32_t value = 0; value <= Format::full; ++value)
+            table[value] = apply(static_cast<typename Format::sample>(value));
+    });
+}
+
+template <class Format>
 void map_colour_rows(const map_colour_job& job, row_range rows) {
     using sample = typename Format::sample;
     const auto* table = static_cast<const sample*>(job.table);
@@ -39,18 +96,47 @@ void map_colour_rows(const map_colour_job& job, row_range rows) {
 }
 
 template <class Format>
-typename Format::sample gamma_sample(typename Format::sample value, float gamma) {
-    constexpr auto full = static_cast<float>(Format::full);
-    const float exponent = 100.0f / (gamma * 100.0f);
-    const float encoded = std::pow(static_cast<float>(value) * Format::to_unit, exponent) * full;
-    const float above_zero = encoded >= 0.0f ? encoded : 0.0f;
-    return static_cast<typename Format::sample>(above_zero <= full ? above_zero : full);
+void tone_rows(const tone_job& job, row_range rows) {
+    with_curve<Format>(job.curve, job.amount, [&](auto apply) {
+        for_each_pixel<Format>(job.pixels, job.width, rows, [apply](typename Format::sample* pixel) {
+            for (unsigned c = 0; c < Format::colours; ++c) pixel[c] = apply(pixel[c]);
+        });
+    });
+}
+
+template <class Format>
+void grayscale_rows(const grayscale_job& job, row_range rows) {
+    using sample = typename Format::sample;
+    for_each_pixel<Format>(job.pixels, job.width, rows, [&job](sample* pixel) {
+        const float sum =
+            (static_cast<float>(pixel[1]) * job.green_weight + static_cast<float>(pixel[0]) * job.red_weight) +
+            static_cast<float>(pixel[2]) * job.blue_weight;
+        const auto grey = low_bits<sample>(sum);
+        for (unsigned c = 0; c < Format::colours; ++c) pixel[c] = grey;
+    });
+}
+
+template <class Format>
+void negative_rows(const negative_job& job, row_range rows) {
+    using sample = typename Format::sample;
+    // Full scale less a sample is its complement.
+    sample mask[channels<Format>] = {};
+    for (unsigned c = 0; c < channels<Format>; ++c) {
+        if (c < Format::colours ? job.invert_colour : job.invert_alpha) mask[c] = Format::full;
+    }
+    for_each_pixel<Format>(job.pixels, job.width, rows, [&mask](sample* pixel) {
+        for (unsigned c = 0; c < channels<Format>; ++c) pixel[c] = static_cast<sample>(pixel[c] ^ mask[c]);
+    });
 }
 
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template void clear_colour_rows<format>(const clear_colour_job&, row_range);                                       \
+    template format::sample tone_sample<format>(tone_curve, float, format::sample);                                    \
+    template void tabulate_tone<format>(tone_curve, float, format::sample*);                                           \
     template void map_colour_rows<format>(const map_colour_job&, row_range);                                           \
-    template format::sample gamma_sample<format>(format::sample, float);
+    template void tone_rows<format>(const tone_job&, row_range);                                                       \
+    template void grayscale_rows<format>(const grayscale_job&, row_range);                                             \
+    template void negative_rows<format>(const negative_job&, row_range);
 ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

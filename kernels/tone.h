@@ -1,4 +1,4 @@
-// Per-pixel kernels that work in place: clear, and maps of colour samples.
+// Per-pixel kernels that work in place on the colour samples and keep alpha: clear, and the tone curves.
 #pragma once
 
 #include <cstdint>
@@ -13,9 +13,22 @@ struct clear_colour_job {
     const void* colour; // one pixel; its alpha is not used
 };
 
-// Writes the colour samples and keeps alpha. (With alpha it is fill_rows of move_pixels.h.)
+// (With alpha it is fill_rows of move_pixels.h.)
 template <class Format>
 void clear_colour_rows(const clear_colour_job& job, row_range rows);
+
+// What becomes of a colour sample, whatever its neighbours are. The amount of a curve is a factor for exposure and
+// contrast, a share of full scale for brightness, and the exponent's inverse for gamma.
+enum class tone_curve : std::uint8_t { exposure, brightness, contrast, gamma };
+
+// In single precision, clamped to the format's range and truncated. NaN becomes 0; under exposure, which is clamped
+// above only, full scale.
+template <class Format>
+typename Format::sample tone_sample(tone_curve curve, float amount, typename Format::sample value);
+
+// Writes the curve's result for every value a sample can have.
+template <class Format>
+void tabulate_tone(tone_curve curve, float amount, typename Format::sample* table);
 
 struct map_colour_job {
     void* pixels;
@@ -23,12 +36,41 @@ struct map_colour_job {
     const void* table; // one sample for every value a sample can have
 };
 
-// Replaces every colour sample by its entry in the table and keeps alpha.
+// Replaces every colour sample by its entry in the table.
 template <class Format>
 void map_colour_rows(const map_colour_job& job, row_range rows);
 
-// Gamma encoding of one sample, clamped and truncated; NaN becomes 0.
+struct tone_job {
+    void* pixels;
+    std::uint32_t width;
+    tone_curve curve;
+    float amount;
+};
+
+// The same without a table.
 template <class Format>
-typename Format::sample gamma_sample(typename Format::sample value, float gamma);
+void tone_rows(const tone_job& job, row_range rows);
+
+struct grayscale_job {
+    void* pixels;
+    std::uint32_t width;
+    float red_weight;
+    float green_weight;
+    float blue_weight;
+};
+
+// All colour samples become their weighted sum, not clamped.
+template <class Format>
+void grayscale_rows(const grayscale_job& job, row_range rows);
+
+struct negative_job {
+    void* pixels;
+    std::uint32_t width;
+    bool invert_colour;
+    bool invert_alpha;
+};
+
+template <class Format>
+void negative_rows(const negative_job& job, row_range rows);
 
 } // namespace zarn

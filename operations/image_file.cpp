@@ -252,7 +252,7 @@ unsigned int load_image_file(image_state& image, const wchar_t* path) noexcept {
         byte_source bytes(file.get());
         restore_psd_alpha<Format>(image, bytes);
     }
-    if (linear) gamma<Format>(image, 2.2f);
+    if (linear) adjust_tone<Format>(image, tone_curve::gamma, 2.2f);
     return 1;
 }
 

@@ -2,7 +2,8 @@
 
 #include <cstring>
 
-#include "kernels/tone.h"
+#include "core/owned_array.h"
+#include "kernels/normalize.h"
 #include "operations/frame.h"
 
 namespace zarn {
@@ -31,18 +32,55 @@ void clear(image_state& image, const void* colour, bool with_alpha) noexcept {
 }
 
 template <class Format>
-void gamma(image_state& image, float gamma) noexcept {
+void adjust_tone(image_state& image, tone_curve curve, float amount) noexcept {
     using sample = sample_of<Format>;
-    static_assert(sizeof(sample) == 1, "a table of every sample value fits the stack for 8 bits only");
-    sample table[256];
-    for (unsigned value = 0; value < 256; ++value)
-        table[value] = gamma_sample<Format>(static_cast<sample>(value), gamma);
-    adjust(image, map_colour_job{image.pixels, image.width, table}, map_colour_rows<Format>);
+    constexpr std::uint64_t values = std::uint64_t{Format::full} + 1;
+    // A table saves arithmetic where there are more pixels than values; without memory for it the arithmetic serves.
+    owned_array<sample> table;
+    if (pixel_count(image) > values) table = allocate_array<sample>(values);
+    if (table) {
+        tabulate_tone<Format>(curve, amount, table.get());
+        adjust(image, map_colour_job{image.pixels, image.width, table.get()}, map_colour_rows<Format>);
+    } else {
+        adjust(image, tone_job{image.pixels, image.width, curve, amount}, tone_rows<Format>);
+    }
+}
+
+template <class Format>
+void grayscale(image_state& image, float red_weight, float green_weight, float blue_weight) noexcept {
+    adjust(image, grayscale_job{image.pixels, image.width, red_weight, green_weight, blue_weight},
+           grayscale_rows<Format>);
+}
+
+template <class Format>
+void negative(image_state& image, bool invert_colour, bool invert_alpha) noexcept {
+    adjust(image, negative_job{image.pixels, image.width, invert_colour, invert_alpha}, negative_rows<Format>);
+}
+
+template <class Format>
+void normalize(image_state& image) noexcept {
+    if (!has_pixels(image)) return;
+    // A row at a time: the colours of the whole image are never needed together.
+    const auto row_colours = allocate_array<hsl_colour>(image.width);
+    if (!row_colours) {
+        fail_allocation(image, image.names->image_class, L" lum_array.");
+        return;
+    }
+    lightness_span span;
+    widen_lightness_span<Format>(samples<Format>(image), pixel_count(image), span);
+    if (!(span.least < span.greatest)) return;
+    for (std::uint32_t row = 0; row < image.height; ++row) {
+        auto* pixels = samples<Format>(image) + std::uint64_t{row} * image.width * channels<Format>;
+        stretch_lightness<Format>(pixels, image.width, span, row_colours.get());
+    }
 }
 
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template void clear<format>(image_state&, const void*, bool) noexcept;                                             \
-    template void gamma<format>(image_state&, float) noexcept;
+    template void adjust_tone<format>(image_state&, tone_curve, float) noexcept;                                       \
+    template void grayscale<format>(image_state&, float, float, float) noexcept;                                       \
+    template void negative<format>(image_state&, bool, bool) noexcept;                                                 \
+    template void normalize<format>(image_state&) noexcept;
 ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

@@ -3,6 +3,8 @@
 
 #include <zarn/detail/image_state.h>
 
+#include "kernels/tone.h"
+
 namespace zarn {
 
 // `colour` is one pixel of the format.
@@ -10,6 +12,16 @@ template <class Format>
 void clear(image_state& image, const void* colour, bool with_alpha) noexcept;
 
 template <class Format>
-void gamma(image_state& image, float gamma) noexcept;
+void adjust_tone(image_state& image, tone_curve curve, float amount) noexcept;
+
+template <class Format>
+void grayscale(image_state& image, float red_weight, float green_weight, float blue_weight) noexcept;
+
+template <class Format>
+void negative(image_state& image, bool invert_colour, bool invert_alpha) noexcept;
+
+// Stretches the lightness of the visible pixels over the whole range, on the calling thread.
+template <class Format>
+void normalize(image_state& image) noexcept;
 
 } // namespace zarn

@@ -151,4 +151,4 @@ unsigned int zarn_image_8::expand_where_alpha(unsigned int iterations, std::uint
     return zarn::expand_where_alpha<format>(___state, iterations, threshold, keep_alpha != 0);
 }
 
-void zarn_image_8::gamma(float gamma) { zarn::gamma<format>(___state, gamma); }
+void zarn_image_8::gamma(float gamma) { zarn::adjust_tone<format>(___state, zarn::tone_curve::gamma, gamma); }
