@@ -14,8 +14,8 @@ if(ZARN_WITH_FREEIMAGE)
     find_package(FreeImage REQUIRED)
 endif()
 
-# Only the half-float headers need it, so a host without it is fine.
-find_path(HALF_INCLUDE_DIR half.hpp PATH_SUFFIXES half)
+# A host needs it for the half-float headers only.
+find_path(HALF_INCLUDE_DIR half.hpp PATH_SUFFIXES half REQUIRED)
 mark_as_advanced(HALF_INCLUDE_DIR)
 
 # scope: PUBLIC or PRIVATE
@@ -29,7 +29,5 @@ function(zarn_link_dependencies target scope)
         target_link_libraries(${target} ${scope} FreeImage::FreeImage)
         target_compile_definitions(${target} ${scope} ZARN_WITH_FREEIMAGE=1)
     endif()
-    if(HALF_INCLUDE_DIR)
-        target_include_directories(${target} SYSTEM ${scope} "$<BUILD_INTERFACE:${HALF_INCLUDE_DIR}>")
-    endif()
+    target_include_directories(${target} SYSTEM ${scope} "$<BUILD_INTERFACE:${HALF_INCLUDE_DIR}>")
 endfunction()

@@ -47,6 +47,7 @@ endif()
 set(ZARN_KERNEL_SOURCES
     kernels/alpha_expansion.cpp
     kernels/area_average.cpp
+    kernels/blit.cpp
     kernels/box_blur.cpp
     kernels/bspline.cpp
     kernels/export_rows.cpp
@@ -67,6 +68,7 @@ set(ZARN_KERNEL_SOURCES
 )
 
 set(ZARN_OPERATION_SOURCES
+    operations/blit.cpp
     operations/blur.cpp
     operations/devil_messages.cpp
     operations/filters.cpp
@@ -79,7 +81,8 @@ set(ZARN_OPERATION_SOURCES
 )
 
 set(ZARN_RGBA_SOURCES
-    rgba/image_8.cpp
+    rgba/colour.cpp
+    rgba/rgba_image.cpp
 )
 
 set(ZARN_SOURCES

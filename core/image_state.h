@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include <zarn/detail/image_state.h>
 
@@ -36,6 +37,11 @@ void take_image(image_state& image, image_state& source) noexcept;
 // A pixel array of `count` records of `pixel_bytes`, not cleared; null when memory is short.
 void* allocate_pixels(std::uint64_t count, std::uint64_t pixel_bytes) noexcept;
 void release_pixel_array(void* pixels) noexcept;
+
+struct pixel_array_releaser {
+    void operator()(void* pixels) const noexcept { release_pixel_array(pixels); }
+};
+using owned_pixels = std::unique_ptr<void, pixel_array_releaser>;
 
 // Puts an array of width * height records in the place of the image's own, which is released.
 void install_pixels(image_state& image, void* pixels, std::uint32_t width, std::uint32_t height) noexcept;

@@ -2,13 +2,17 @@
 #pragma once
 
 #include <zarn/binary.h>
+#include <zarn/blend.h>
+#include <zarn/colour.h>
 #include <zarn/export.h>
+#include <zarn/image_16.h>
 #include <zarn/image_8.h>
 #include <zarn/lifecycle.h>
 #include <zarn/list.h>
 #include <zarn/owned.h>
 #include <zarn/pixels.h>
 #include <zarn/points.h>
+#include <zarn/rgba_image.h>
 
 #if __has_include(<half.hpp>)
     #include <zarn/half_pixels.h>

@@ -1,0 +1,152 @@
+#include "kernels/blit.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <type_traits>
+
+#include <zarn/blend.h>
+
+#include "kernels/low_bits.h"
+#include "kernels/pixel_format.h"
+
+namespace zarn {
+
+namespace {
+
+#include "kernels/blend_modes.inc.h"
+
+template <class Sample>
+struct integer_math {
+    using number = std::conditional_t<sizeof(Sample) == 1, std::uint32_t, std::uint64_t>;
+
+    static constexpr bool real = false;
+    static constexpr number full_scale = static_cast<Sample>(~Sample{0});
+
+    static constexpr number zero() { return 0; }
+    static constexpr number full() { return full_scale; }
+    static constexpr number half() { return full_scale / 2 + 1; }
+    static constexpr number quarter() { return full_scale / 4 + 1; }
+    static constexpr number above() { return full_scale + 1; }
+    static constexpr number twice_above_less_one() { return 2 * full_scale + 1; }
+    static number choose(bool condition, number a, number b) { return condition ? a : b; }
+    static number halved(number x) { return x / 2; }
+    static number quotient(number a, number b) { return b ? a / b : 0; }
+    static number over_above(number x) { return x / above(); }
+    static number over_full(number x) { return x / full(); }
+    static number twice_over_full(number x) {
+        if constexpr (sizeof(Sample) < 4) return 2 * x / full();
+        // Twice the product of two 32-bit samples may need 65 bits.
+        return 2 * (x / full()) + (2 * (x % full()) >= full() ? 1 : 0);
+    }
+};
+
+template <class Sample>
+using math_of = integer_math<Sample>;
+
+// Samples of more bits than a float's mantissa are mixed in double.
+template <class Sample>
+using mix_real = std::conditional_t<(sizeof(Sample) > 2), double, float>;
+
+// Calls work(destination, source, count) for every row.
+template <class Format, class Work>
+void for_each_row(const blit_job& job, row_range rows, Work work) {
+    using sample = typename Format::sample;
+    constexpr std::uint64_t n = channels<Format>;
+    const auto at = [](const blit_picture& picture, std::uint32_t x, std::uint32_t y) {
+        return (static_cast<std::uint64_t>(memory_row(y, picture.height, picture.lower_left)) * picture.width + x) * n;
+    };
+    for (std::uint32_t row = rows.start; row < rows.end; ++row) {
+        const std::uint32_t destination_row = job.destination_y + (row - job.source_y);
+        work(static_cast<sample*>(job.destination) + at(job.destination_picture, job.destination_x, destination_row),
+             static_cast<const sample*>(job.source) + at(job.source_picture, job.source_x, row));
+    }
+}
+
+// The same for every pair of pixels, after the alpha rule.
+template <class Format, class Work>
+void for_each_pixel(const blit_job& job, row_range rows, Work work) {
+    using sample = typename Format::sample;
+    for_each_row<Format>(job, rows, [&job, &work](sample* destination, const sample* source) {
+        for (std::uint32_t x = 0; x < job.columns; ++x) {
+            if constexpr (Format::has_alpha) {
+                constexpr unsigned a = Format::colours;
+                if (!job.keep_alpha) destination[a] = std::max(destination[a], source[a]);
+            }
+            work(destination, source);
+            destination += channels<Format>;
+            source += channels<Format>;
+        }
+    });
+}
+
+// How far the destination moves towards the blended colour.
+template <class Format>
+mix_real<typename Format::sample> weight_of(const blit_job& job, const typename Format::sample* source) {
+    using real = mix_real<typename Format::sample>;
+    if constexpr (Format::has_alpha) {
+        const real alpha = static_cast<real>(source[Format::colours]) * static_cast<real>(Format::to_unit);
+        return alpha * static_cast<real>(job.opacity);
+    }
+    return static_cast<real>(job.opacity);
+}
+
+template <class Format, class Mode>
+void blend_rows(const blit_job& job, row_range rows) {
+    using sample = typename Format::sample;
+    using math = math_of<sample>;
+    using number = typename math::number;
+    using real = mix_real<sample>;
+    for_each_pixel<Format>(job, rows, [&job](sample* destination, const sample* source) {
+        const real weight = weight_of<Format>(job, source);
+        const real rest = real{1} - weight;
+        for (unsigned c = 0; c < Format::colours; ++c) {
+            const number blended =
+                Mode::template apply<math>(static_cast<number>(destination[c]), static_cast<number>(source[c]));
+            destination[c] =
+                low_bits<sample>(static_cast<real>(destination[c]) * rest + static_cast<real>(blended) * weight);
+        }
+    });
+}
+
+template <class Format>
+void replace_rows(const blit_job& job, row_range rows) {
+    using sample = typename Format::sample;
+    const std::size_t bytes = static_cast<std::size_t>(job.columns) * pixel_bytes<Format>;
+    for_each_row<Format>(
+        job, rows, [bytes](sample* destination, const sample* source) { std::memcpy(destination, source, bytes); });
+}
+
+template <class Format>
+void custom_rows(const blit_job& job, row_range rows) {
+    using sample = typename Format::sample;
+    sample result[channels<Format>] = {};
+    for_each_pixel<Format>(job, rows, [&](sample* destination, const sample* source) {
+        const auto weight = static_cast<float>(weight_of<Format>(job, source));
+        job.custom->call(*job.custom, weight, destination, source, result);
+        std::copy(std::begin(result), std::end(result), destination);
+    });
+}
+
+template <class Format>
+void alpha_rows(const blit_job& job, row_range rows) {
+    for_each_pixel<Format>(job, rows, [](auto*, const auto*) {});
+}
+
+} // namespace
+
+template <class Format>
+blit_rows blit_rows_for(std::uint32_t mode) noexcept {
+#define ZARN_BLEND_ROWS(name) blend_rows<Format, name>,
+    static constexpr blit_rows kernels[] = {ZARN_FOR_EACH_BLEND_MODE(ZARN_BLEND_ROWS)};
+#undef ZARN_BLEND_ROWS
+    static_assert(std::size(kernels) == ZARN_BLEND_REPLACE);
+    if (mode < std::size(kernels)) return kernels[mode];
+    if (mode == ZARN_BLEND_REPLACE) return replace_rows<Format>;
+    return mode == ZARN_BLEND_CUSTOM ? custom_rows<Format> : alpha_rows<Format>;
+}
+
+#define ZARN_INSTANTIATE(format) template blit_rows blit_rows_for<format>(std::uint32_t) noexcept;
+ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+
+} // namespace zarn
