@@ -50,6 +50,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/blit.cpp
     kernels/box_blur.cpp
     kernels/bspline.cpp
+    kernels/depth.cpp
     kernels/export_rows.cpp
     kernels/gaussian_blur.cpp
     kernels/import_rows.cpp
@@ -70,11 +71,13 @@ set(ZARN_KERNEL_SOURCES
 set(ZARN_OPERATION_SOURCES
     operations/blit.cpp
     operations/blur.cpp
+    operations/devil_load.cpp
     operations/devil_messages.cpp
     operations/filters.cpp
     operations/frame.cpp
     operations/geometry.cpp
-    operations/image_file.cpp
+    operations/image_load.cpp
+    operations/image_save.cpp
     operations/lifecycle.cpp
     operations/native_rgba.cpp
     operations/tone.cpp
@@ -82,6 +85,7 @@ set(ZARN_OPERATION_SOURCES
 
 set(ZARN_RGBA_SOURCES
     rgba/colour.cpp
+    rgba/image_8_16.cpp
     rgba/rgba_image.cpp
 )
 

@@ -30,9 +30,13 @@ void clear_errors(error_stack& errors) noexcept {
     errors.clear();
 }
 
+void append_errors(error_stack& errors, const error_stack& source) noexcept {
+    for (unsigned int i = 0; i < source.count; ++i) push_error(errors, {source[i]});
+}
+
 void copy_errors(error_stack& errors, const error_stack& source) noexcept {
     clear_errors(errors);
-    for (unsigned int i = 0; i < source.count; ++i) push_error(errors, {source[i]});
+    append_errors(errors, source);
 }
 
 void take_errors(error_stack& errors, error_stack& source) noexcept {

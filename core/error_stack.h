@@ -15,6 +15,9 @@ void push_error(error_stack& errors, std::initializer_list<const wchar_t*> parts
 // Releases every message and the list.
 void clear_errors(error_stack& errors) noexcept;
 
+// Appends copies of another object's messages.
+void append_errors(error_stack& errors, const error_stack& source) noexcept;
+
 // Replaces the messages by copies of another object's.
 void copy_errors(error_stack& errors, const error_stack& source) noexcept;
 

@@ -101,6 +101,7 @@ bitmap_type bitmap::type() const noexcept {
 
 std::uint32_t bitmap::width() const noexcept { return FreeImage_GetWidth(library_bitmap(___handle)); }
 std::uint32_t bitmap::height() const noexcept { return FreeImage_GetHeight(library_bitmap(___handle)); }
+std::uint32_t bitmap::bits_per_pixel() const noexcept { return FreeImage_GetBPP(library_bitmap(___handle)); }
 bool bitmap::is_top_down() const noexcept { return FreeImage_GetInfoHeader(library_bitmap(___handle))->biHeight < 1; }
 
 const void* bitmap::row(std::uint32_t y) const noexcept {
@@ -136,6 +137,7 @@ bitmap bitmap::allocate(bitmap_type, std::uint32_t, std::uint32_t) noexcept { re
 bitmap_type bitmap::type() const noexcept { return bitmap_type::unknown; }
 std::uint32_t bitmap::width() const noexcept { return 0; }
 std::uint32_t bitmap::height() const noexcept { return 0; }
+std::uint32_t bitmap::bits_per_pixel() const noexcept { return 0; }
 bool bitmap::is_top_down() const noexcept { return false; }
 const void* bitmap::row(std::uint32_t) const noexcept { return nullptr; }
 void* bitmap::row(std::uint32_t) noexcept { return nullptr; }

@@ -38,6 +38,7 @@ public:
     bitmap_type type() const noexcept;
     std::uint32_t width() const noexcept;
     std::uint32_t height() const noexcept;
+    std::uint32_t bits_per_pixel() const noexcept;
     bool is_top_down() const noexcept; // the first row in memory is the top row of the picture
     const void* row(std::uint32_t y) const noexcept;
     void* row(std::uint32_t y) noexcept;

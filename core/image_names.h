@@ -8,6 +8,7 @@ struct image_names {
     const wchar_t* record_suffix;             // as in "crop_thread_data_8_s"
     const wchar_t* pixel_array;               // what a geometry operation or a blur fails to allocate
     const wchar_t* pixel_member;              // what create and the loaders fail to allocate
+    const wchar_t* member_owner;              // what stands before the member, except in native loads
     const wchar_t* box_scratch;               // the second array of box_blur
     const wchar_t* gaussian_scratch;          // the second array of the box-approximated Gaussian
     const wchar_t* saved_alpha;               // what expand_where_alpha fails to allocate

@@ -166,6 +166,17 @@ bool has_alpha_above(const typename Format::sample* pixels, std::uint64_t count,
 }
 
 template <class Format>
+bool is_opaque(const typename Format::sample* pixels, std::uint64_t count) {
+    if constexpr (Format::has_alpha) {
+        const auto* alpha = pixels + Format::colours;
+        for (std::uint64_t i = 0; i < count; ++i, alpha += channels<Format>) {
+            if (*alpha != Format::full) return false;
+        }
+    }
+    return true;
+}
+
+template <class Format>
 void binarise_alpha(typename Format::sample* pixels, std::uint64_t count, typename Format::sample threshold) {
     using sample = typename Format::sample;
     for_each_alpha<Format>(pixels, count, [=](sample& alpha) { alpha = alpha > threshold ? Format::full : sample{0}; });
@@ -204,6 +215,7 @@ void make_opaque(typename Format::sample* pixels, std::uint64_t count) {
 
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template bool has_alpha_above<format>(const format::sample*, std::uint64_t, format::sample);                       \
+    template bool is_opaque<format>(const format::sample*, std::uint64_t);                                             \
     template void binarise_alpha<format>(format::sample*, std::uint64_t, format::sample);                              \
     template void expand_colour<format>(format::sample*, std::uint32_t, std::uint32_t, std::uint32_t, pixel_set&,      \
                                         pixel_set&);                                                                   \

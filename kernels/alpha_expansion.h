@@ -36,6 +36,9 @@ private:
 template <class Format>
 bool has_alpha_above(const typename Format::sample* pixels, std::uint64_t count, typename Format::sample threshold);
 
+template <class Format>
+bool is_opaque(const typename Format::sample* pixels, std::uint64_t count);
+
 // Alpha above the threshold becomes opaque, all other alpha 0.
 template <class Format>
 void binarise_alpha(typename Format::sample* pixels, std::uint64_t count, typename Format::sample threshold);

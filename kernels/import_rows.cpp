@@ -53,8 +53,7 @@ void convert(const void* source, typename Format::sample* pixels, std::uint32_t 
     for (std::uint32_t x = 0; x < width; ++x, from += Layout::stored, pixels += channels<Format>) {
         for (unsigned i = 0; i < Layout::stored; ++i) samples[i] = import_sample<Format>(from[i]);
         for (unsigned i = 0; i < channels<Format>; ++i) {
-            const unsigned component = Format::colours == 3 ? i : choice.of_sample[i];
-            pixels[i] = samples[Layout::place[component]];
+            pixels[i] = samples[Layout::place[component_of<Format>(i, choice)]];
         }
     }
 }

@@ -18,6 +18,12 @@ struct component_choice {
     std::uint8_t of_sample[2] = {0, 3};
 };
 
+// The component that sample `i` of a pixel takes.
+template <class Format>
+constexpr unsigned component_of(unsigned i, component_choice choice) noexcept {
+    return Format::colours == 3 ? i : choice.of_sample[i];
+}
+
 // Converts `width` pixels. The source row lies as its bitmap type says and is aligned for its samples.
 template <class Format>
 using import_row = void (*)(const void* source, typename Format::sample* pixels, std::uint32_t width,

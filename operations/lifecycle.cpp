@@ -11,8 +11,7 @@ bool allocate_contents(image_state& image, std::uint32_t width, std::uint32_t he
                        std::uint64_t bytes_per_pixel) noexcept {
     void* const pixels = allocate_pixels(static_cast<std::uint64_t>(width) * height, bytes_per_pixel);
     if (!pixels) {
-        push_error(image.errors, {L"Memory Allocation Error: Failed to allocate ", image.names->image_class, L"::",
-                                  image.names->pixel_member});
+        fail_allocation(image, image.names->member_owner, image.names->pixel_member);
         return false;
     }
     install_pixels(image, pixels, width, height);

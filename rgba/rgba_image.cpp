@@ -10,7 +10,8 @@
 #include "operations/blur.h"
 #include "operations/filters.h"
 #include "operations/geometry.h"
-#include "operations/image_file.h"
+#include "operations/image_load.h"
+#include "operations/image_save.h"
 #include "operations/lifecycle.h"
 #include "operations/native_rgba.h"
 #include "operations/tone.h"
@@ -29,6 +30,7 @@ struct pixel_traits<zarn_pixel_8_s> {
         L"8",
         L"zarn_pixel_8_s array.",
         L"___pixel_d_array.",
+        L"zarn_image_8::",
         L"zarn_pixel_8_s temp pixel data.",
         L"zarn_image_16 temp pixel data.",
         L"zarn_uchar_8 array.",
@@ -44,6 +46,7 @@ struct pixel_traits<zarn_pixel_16_s> {
         L"16",
         L"zarn_pixel_16_s array.",
         L"___pixel_d_array.",
+        L"zarn_image_16::",
         L"zarn_image_16 temp pixel data.",
         L"zarn_image_16 temp pixel data.",
         L"zarn_uint_16 array.",

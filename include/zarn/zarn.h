@@ -7,6 +7,7 @@
 #include <zarn/export.h>
 #include <zarn/image_16.h>
 #include <zarn/image_8.h>
+#include <zarn/image_8_16.h>
 #include <zarn/lifecycle.h>
 #include <zarn/list.h>
 #include <zarn/owned.h>

@@ -1,0 +1,154 @@
+#include "operations/image_load.h"
+
+#include <cstdint>
+#include <cstring>
+
+#include "core/freeimage.h"
+#include "core/image_guard.h"
+#include "core/image_state.h"
+#include "core/native_file.h"
+#include "core/platform/files.h"
+#include "kernels/import_rows.h"
+#include "operations/devil_load.h"
+#include "operations/frame.h"
+#include "operations/image_file_types.h"
+#include "operations/lifecycle.h"
+#include "operations/tone.h"
+
+namespace zarn {
+
+namespace {
+
+// What FreeImage loads.
+struct deep_format {
+    const wchar_t* ending;
+    freeimage::file_format format;
+    bool standard_bitmaps; // false: those are left to DevIL
+    bool either_depth;     // for images of either depth too
+};
+
+constexpr deep_format deep_formats[] = {
+    {L"psd", freeimage::file_format::psd, false, true},  {L"hdr", freeimage::file_format::hdr, true, false},
+    {L"exr", freeimage::file_format::exr, true, false},  {L"tif", freeimage::file_format::tiff, true, true},
+    {L"tiff", freeimage::file_format::tiff, true, true},
+};
+
+const deep_format* deep_format_of(const wchar_t* path) noexcept {
+    for (const deep_format& format : deep_formats) {
+        if (ends_with(path, format.ending)) return &format;
+    }
+    return nullptr;
+}
+
+// Whether there is a file that FreeImage may look at.
+bool is_fit_for_freeimage(const wchar_t* path) noexcept {
+    const owned_file file(open_file(path, file_access::read));
+    if (!file) return false;
+    byte_source bytes(file.get());
+    return guard_image(bytes, image_decoder::freeimage, path) == guard_verdict::accepted;
+}
+
+// The bitmap of a file that FreeImage is to load; none where the load is DevIL's.
+freeimage::bitmap load_bitmap(const wchar_t* path, const deep_format& format) noexcept {
+    if (!is_fit_for_freeimage(path)) return {};
+    if (!format.standard_bitmaps) {
+        using content = freeimage::bitmap::content;
+        const freeimage::bitmap header = freeimage::bitmap::load(format.format, path, content::header);
+        if (!header || header.type() == bitmap_type::standard) return {};
+    }
+    freeimage::bitmap bitmap = freeimage::bitmap::load(format.format, path);
+    if (bitmap && bitmap.type() == bitmap_type::standard) bitmap = bitmap.to_32_bits();
+    return bitmap;
+}
+
+enum class outcome : std::uint8_t { failed, succeeded, left_to_devil };
+
+template <class Format>
+outcome load_by_freeimage(image_state& image, const wchar_t* path, const deep_format& format) noexcept {
+    const freeimage::bitmap bitmap = load_bitmap(path, format);
+    const import_row<Format> convert = bitmap ? import_row_for<Format>(bitmap.type()) : nullptr;
+    if (!convert) return outcome::left_to_devil;
+    const std::uint32_t origin = bitmap.is_top_down() ? origin_upper_left : origin_lower_left;
+    if (!allocate_contents(image, bitmap.width(), bitmap.height(), origin, pixel_bytes<Format>)) return outcome::failed;
+    sample_of<Format>* pixels = samples<Format>(image);
+    for (std::uint32_t y = 0; y < image.height; ++y) {
+        convert(bitmap.row(y), pixels, image.width, {});
+        pixels += static_cast<std::uint64_t>(image.width) * channels<Format>;
+    }
+    return outcome::succeeded;
+}
+
+template <class Format>
+unsigned int store_and_encode(image_state& image, devil_load& picture) noexcept {
+    if (!picture.store<Format>(image)) return 0;
+    if (picture.is_linear()) adjust_tone<Format>(image, tone_curve::gamma, 2.2f);
+    return 1;
+}
+
+} // namespace
+
+template <class Format>
+unsigned int load_image_file(image_state& image, const wchar_t* path) noexcept {
+    free_image(image);
+    if (const deep_format* format = deep_format_of(path)) {
+        const outcome result = load_by_freeimage<Format>(image, path, *format);
+        if (result != outcome::left_to_devil) return result == outcome::succeeded ? 1 : 0;
+    }
+    devil_load picture(image, path);
+    return picture ? store_and_encode<Format>(image, picture) : 0;
+}
+
+template <class Format>
+unsigned int load_image_memory(image_state& image, const void* data, unsigned int size) noexcept {
+    free_image(image);
+    devil_load picture(image, data, size);
+    return picture ? picture.store<Format>(image) : 0;
+}
+
+// ---- A picture of either depth -------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr std::uint32_t largest_shallow_pixel = 32; // bits
+
+// The bitmap's bytes as they are, whatever they mean.
+template <class Format>
+unsigned int store_bytes(image_state& image, const freeimage::bitmap& bitmap) noexcept {
+    if (!allocate_contents(image, bitmap.width(), bitmap.height(), origin_lower_left, pixel_bytes<Format>)) return 0;
+    const auto row_bytes = static_cast<std::size_t>(image.width * pixel_bytes<Format>);
+    auto* to = static_cast<unsigned char*>(image.pixels);
+    for (std::uint32_t y = 0; y < image.height; ++y, to += row_bytes) std::memcpy(to, bitmap.row(y), row_bytes);
+    return 1;
+}
+
+} // namespace
+
+unsigned int load_image_file(image_state& as_8, image_state& as_16, const wchar_t* path) noexcept {
+    const deep_format* format = deep_format_of(path);
+    if (format && format->either_depth) {
+        const freeimage::bitmap bitmap =
+            is_fit_for_freeimage(path) ? freeimage::bitmap::load(format->format, path) : freeimage::bitmap();
+        if (!bitmap) return fail(as_8, L"Failed to load image using FreeImage_LoadU(). File open failed.");
+        if (bitmap.bits_per_pixel() == 8 * pixel_bytes<rgba_8>) return store_bytes<rgba_8>(as_8, bitmap);
+        if (bitmap.bits_per_pixel() == 8 * pixel_bytes<rgba_16>) return store_bytes<rgba_16>(as_16, bitmap);
+    }
+    devil_load picture(as_8, path);
+    if (!picture) return 0;
+    if (picture.bits_per_pixel() > largest_shallow_pixel) return store_and_encode<rgba_16>(as_16, picture);
+    return store_and_encode<rgba_8>(as_8, picture);
+}
+
+unsigned int load_image_memory(image_state& as_8, image_state& as_16, const void* data, unsigned int size) noexcept {
+    devil_load picture(as_8, data, size);
+    if (!picture) return 0;
+    if (picture.bits_per_pixel() > largest_shallow_pixel) return picture.store<rgba_16>(as_16);
+    return picture.store<rgba_8>(as_8);
+}
+
+#define ZARN_INSTANTIATE(Format)                                                                                       \
+    template unsigned int load_image_file<Format>(image_state&, const wchar_t*) noexcept;                              \
+    template unsigned int load_image_memory<Format>(image_state&, const void*, unsigned int) noexcept;
+ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+#undef ZARN_INSTANTIATE
+
+} // namespace zarn
