@@ -16,7 +16,7 @@ void export_row(const typename Format::sample* pixels, float* destination, std::
 
 #define ZARN_INSTANTIATE(Format)                                                                                       \
     template void export_row<Format>(const Format::sample*, float*, std::uint32_t, unsigned) noexcept;
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_RGBA_FORMAT(ZARN_INSTANTIATE)
 #undef ZARN_INSTANTIATE
 
 } // namespace zarn

@@ -48,6 +48,6 @@ void stretch_lightness(typename Format::sample* pixels, std::uint32_t count, lig
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template void widen_lightness_span<format>(const format::sample*, std::uint64_t, lightness_span&);                 \
     template void stretch_lightness<format>(format::sample*, std::uint32_t, lightness_span, hsl_colour*);
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_RGBA_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

@@ -8,39 +8,77 @@
 
 namespace zarn {
 
-struct rgba_8 {
-    using sample = std::uint8_t;
+// What a depth of integer samples fixes for every format.
+template <class Sample>
+struct depth_constants;
+
+template <>
+struct depth_constants<std::uint8_t> {
+    using real = float;            // what single samples are computed in
     using box_sum = std::uint32_t; // holds the samples of any span of a line that memory can hold
 
-    static constexpr unsigned colours = 3;
-    static constexpr bool has_alpha = true;
-    static constexpr sample full = 255;             // full scale, and the alpha of an opaque pixel
-    static constexpr sample contrast_pivot = 127;   // the value that contrast leaves where it is
-    static constexpr sample fill_marker = 128;      // alpha of a pixel filled in the running pass of alpha expansion
-    static constexpr float to_unit = 0.003921569f;  // the float nearest 1/255
-    static constexpr std::uint32_t native_type = 0; // type code in native files
+    static constexpr std::uint8_t contrast_pivot = 127; // the value that contrast leaves where it is
+    static constexpr std::uint8_t fill_marker = 128; // alpha of a pixel filled in the running pass of alpha expansion
+    static constexpr real to_unit = 0.003921569f;    // the float nearest 1/255
+    static constexpr std::uint32_t native_type = 0;  // type code in native files
 };
 
-struct rgba_16 {
-    using sample = std::uint16_t;
+template <>
+struct depth_constants<std::uint16_t> {
+    using real = float;
     using box_sum = std::uint64_t;
 
-    static constexpr unsigned colours = 3;
-    static constexpr bool has_alpha = true;
-    static constexpr sample full = 65535;
-    static constexpr sample contrast_pivot = 32766; // not half of full scale, on purpose
-    static constexpr sample fill_marker = 32767;
-    static constexpr float to_unit = 1.5259022e-05f; // the float nearest 1/65535
+    static constexpr std::uint16_t contrast_pivot = 32766; // not half of full scale, on purpose
+    static constexpr std::uint16_t fill_marker = 32767;
+    static constexpr real to_unit = 1.5259022e-05f; // the float nearest 1/65535
     static constexpr std::uint32_t native_type = 1;
 };
 
-#define ZARN_FOR_EACH_FORMAT(apply) apply(rgba_8) apply(rgba_16)
+template <>
+struct depth_constants<std::uint32_t> {
+    using real = double; // a float's mantissa is too short
+    using box_sum = std::uint64_t;
+
+    static constexpr std::uint32_t contrast_pivot = 2147483646;
+    static constexpr std::uint32_t fill_marker = 0x7FFFFFFF;
+    static constexpr real to_unit = 1.0 / 4294967295.0;
+    static constexpr std::uint32_t native_type = 2;
+};
+
+template <class Sample, unsigned Colours, bool HasAlpha>
+struct integer_format : depth_constants<Sample> {
+    using sample = Sample;
+
+    static constexpr unsigned colours = Colours;
+    static constexpr bool has_alpha = HasAlpha;
+    static constexpr sample full = static_cast<sample>(~sample{0}); // full scale, and the alpha of an opaque pixel
+};
+
+struct rgba_8 : integer_format<std::uint8_t, 3, true> {};
+struct rgba_16 : integer_format<std::uint16_t, 3, true> {};
+struct value_8 : integer_format<std::uint8_t, 1, false> {};
+struct value_16 : integer_format<std::uint16_t, 1, false> {};
+struct value_32 : integer_format<std::uint32_t, 1, false> {};
+struct grey_8 : integer_format<std::uint8_t, 1, true> {};
+struct grey_16 : integer_format<std::uint16_t, 1, true> {};
+struct grey_32 : integer_format<std::uint32_t, 1, true> {};
+
+#define ZARN_FOR_EACH_RGBA_FORMAT(apply) apply(rgba_8) apply(rgba_16)
+#define ZARN_FOR_EACH_VALUE_FORMAT(apply)                                                                              \
+    apply(value_8) apply(value_16) apply(value_32) apply(grey_8) apply(grey_16) apply(grey_32)
+#define ZARN_FOR_EACH_TABULABLE_FORMAT(apply)                                                                          \
+    ZARN_FOR_EACH_RGBA_FORMAT(apply) apply(value_8) apply(value_16) apply(grey_8) apply(grey_16)
+#define ZARN_FOR_EACH_FORMAT(apply) ZARN_FOR_EACH_RGBA_FORMAT(apply) ZARN_FOR_EACH_VALUE_FORMAT(apply)
 
 template <class Format>
 inline constexpr unsigned channels = Format::colours + (Format::has_alpha ? 1 : 0);
 
 template <class Format>
 inline constexpr std::uint64_t pixel_bytes = channels<Format> * sizeof(typename Format::sample);
+
+// The depth of samples that have values enough to be worth a table of them all.
+template <class Format>
+inline constexpr bool is_tabulable = sizeof(typename Format::sample) <= 2;
 
 // Without an alpha sample every pixel is visible and opaque.
 template <class Format>

@@ -83,6 +83,8 @@ template <class Format>
 void feather_edges(typename Format::sample* pixels, std::uint32_t width, std::uint32_t height) {
     using sample = typename Format::sample;
     if constexpr (Format::has_alpha) {
+        using real = typename Format::real;
+        constexpr auto hundredth = static_cast<real>(0.01L);
         constexpr std::uint64_t n = channels<Format>;
         const std::uint64_t line = width * n;
         sample* alpha = pixels + Format::colours;
@@ -97,7 +99,7 @@ void feather_edges(typename Format::sample* pixels, std::uint32_t width, std::ui
                 } else {
                     continue;
                 }
-                *alpha = static_cast<sample>(static_cast<float>(percent) * 0.01f * static_cast<float>(*alpha));
+                *alpha = static_cast<sample>(static_cast<real>(percent) * hundredth * static_cast<real>(*alpha));
             }
         }
     }

@@ -15,9 +15,11 @@ void sharpen_rows(const sharpen_job& job, row_range rows) {
     using sample = typename Format::sample;
     constexpr unsigned n = channels<Format>;
 
-    constexpr auto full = static_cast<float>(Format::full);
-    const float side = -job.amount;
-    const float middle = 4.0f * job.amount + 1.0f;
+    using real = typename Format::real;
+    constexpr auto full = static_cast<real>(Format::full);
+    const real amount = job.amount;
+    const real side = -amount;
+    const real middle = real{4} * amount + real{1};
     const std::uint64_t line = static_cast<std::uint64_t>(job.width) * n;
     const sample* borders = static_cast<const sample*>(job.border_rows) + 2 * line * rows.band;
     const auto image_row = [&](std::uint32_t row) {
@@ -30,13 +32,13 @@ void sharpen_rows(const sharpen_job& job, row_range rows) {
         for (std::uint64_t at = n; at < line - n; at += n) {
             for (unsigned c = 0; c < Format::colours; ++c) {
                 const std::uint64_t i = at + c;
-                float sum = side * static_cast<float>(above[i]);
-                sum += side * static_cast<float>(here[i - n]);
-                sum += middle * static_cast<float>(here[i]);
-                sum += side * static_cast<float>(here[i + n]);
-                sum += side * static_cast<float>(below[i]);
+                real sum = side * static_cast<real>(above[i]);
+                sum += side * static_cast<real>(here[i - n]);
+                sum += middle * static_cast<real>(here[i]);
+                sum += side * static_cast<real>(here[i + n]);
+                sum += side * static_cast<real>(below[i]);
                 // Written so that NaN becomes 0.
-                sum = sum >= 0.0f ? sum : 0.0f;
+                sum = sum >= real{0} ? sum : real{0};
                 here[i] = static_cast<sample>(sum <= full ? sum : full);
             }
         }

@@ -20,9 +20,10 @@ void for_each_pixel(void* pixels, std::uint32_t width, row_range rows, Work work
 
 // Written so that NaN falls to the lower bound.
 template <class Format>
-typename Format::sample clamped_sample(float value) {
-    constexpr auto full = static_cast<float>(Format::full);
-    const float above_zero = value >= 0.0f ? value : 0.0f;
+typename Format::sample clamped_sample(typename Format::real value) {
+    using real = typename Format::real;
+    constexpr auto full = static_cast<real>(Format::full);
+    const real above_zero = value >= real{0} ? value : real{0};
     return static_cast<typename Format::sample>(above_zero <= full ? above_zero : full);
 }
 
@@ -30,29 +31,30 @@ typename Format::sample clamped_sample(float value) {
 template <class Format, class Work>
 void with_curve(tone_curve curve, float amount, Work work) {
     using sample = typename Format::sample;
-    constexpr auto full = static_cast<float>(Format::full);
+    using real = typename Format::real;
+    constexpr auto full = static_cast<real>(Format::full);
+    const real by = amount;
     switch (curve) {
     case tone_curve::exposure:
         work([=](sample value) {
-            const float exposed = static_cast<float>(value) * amount;
+            const real exposed = static_cast<real>(value) * by;
             return low_bits<sample>(exposed <= full ? exposed : full);
         });
         break;
     case tone_curve::brightness: {
-        const float shift = amount * full;
-        work([=](sample value) { return clamped_sample<Format>(static_cast<float>(value) + shift); });
+        const real shift = by * full;
+        work([=](sample value) { return clamped_sample<Format>(static_cast<real>(value) + shift); });
         break;
     }
     case tone_curve::contrast: {
-        constexpr auto pivot = static_cast<float>(Format::contrast_pivot);
-        work(
-            [=](sample value) { return clamped_sample<Format>((static_cast<float>(value) - pivot) * amount + pivot); });
+        constexpr auto pivot = static_cast<real>(Format::contrast_pivot);
+        work([=](sample value) { return clamped_sample<Format>((static_cast<real>(value) - pivot) * by + pivot); });
         break;
     }
     case tone_curve::gamma: {
-        const float exponent = 100.0f / (amount * 100.0f);
+        const real exponent = real{100} / (by * real{100});
         work([=](sample value) {
-            return clamped_sample<Format>(std::pow(static_cast<float>(value) * Format::to_unit, exponent) * full);
+            return clamped_sample<Format>(std::pow(static_cast<real>(value) * Format::to_unit, exponent) * full);
         });
         break;
     }
@@ -80,6 +82,7 @@ typename Format::sample tone_sample(tone_curve curve, float amount, typename For
 
 template <class Format>
 void tabulate_tone(tone_curve curve, float amount, typename Format::sample* table) {
+    static_assert(is_tabulable<Format>);
     with_curve<Format>(curve, amount, [=](auto apply) {
         for (std::uint32_t value = 0; value <= Format::full; ++value)
             table[value] = apply(static_cast<typename Format::sample>(value));
@@ -132,11 +135,18 @@ void negative_rows(const negative_job& job, row_range rows) {
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template void clear_colour_rows<format>(const clear_colour_job&, row_range);                                       \
     template format::sample tone_sample<format>(tone_curve, float, format::sample);                                    \
-    template void tabulate_tone<format>(tone_curve, float, format::sample*);                                           \
-    template void map_colour_rows<format>(const map_colour_job&, row_range);                                           \
     template void tone_rows<format>(const tone_job&, row_range);                                                       \
-    template void grayscale_rows<format>(const grayscale_job&, row_range);                                             \
     template void negative_rows<format>(const negative_job&, row_range);
 ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+#undef ZARN_INSTANTIATE
+
+#define ZARN_INSTANTIATE(format)                                                                                       \
+    template void tabulate_tone<format>(tone_curve, float, format::sample*);                                           \
+    template void map_colour_rows<format>(const map_colour_job&, row_range);
+ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_INSTANTIATE)
+#undef ZARN_INSTANTIATE
+
+#define ZARN_INSTANTIATE(format) template void grayscale_rows<format>(const grayscale_job&, row_range);
+ZARN_FOR_EACH_RGBA_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

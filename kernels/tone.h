@@ -21,12 +21,12 @@ void clear_colour_rows(const clear_colour_job& job, row_range rows);
 // contrast, a share of full scale for brightness, and the exponent's inverse for gamma.
 enum class tone_curve : std::uint8_t { exposure, brightness, contrast, gamma };
 
-// In single precision, clamped to the format's range and truncated. NaN becomes 0; under exposure, which is clamped
-// above only, full scale.
+// In the format's real type, clamped to the format's range and truncated. NaN becomes 0; under exposure, which is
+// clamped above only, full scale.
 template <class Format>
 typename Format::sample tone_sample(tone_curve curve, float amount, typename Format::sample value);
 
-// Writes the curve's result for every value a sample can have.
+// Writes the curve's result for every value a sample can have. Tabulable formats only.
 template <class Format>
 void tabulate_tone(tone_curve curve, float amount, typename Format::sample* table);
 

@@ -148,7 +148,7 @@ unsigned int load_image_memory(image_state& as_8, image_state& as_16, const void
 #define ZARN_INSTANTIATE(Format)                                                                                       \
     template unsigned int load_image_file<Format>(image_state&, const wchar_t*) noexcept;                              \
     template unsigned int load_image_memory<Format>(image_state&, const void*, unsigned int) noexcept;
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_RGBA_FORMAT(ZARN_INSTANTIATE)
 #undef ZARN_INSTANTIATE
 
 } // namespace zarn

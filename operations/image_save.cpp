@@ -140,7 +140,7 @@ unsigned int save_image_file(image_state& image, const wchar_t* path, unsigned i
 
 #define ZARN_INSTANTIATE(Format)                                                                                       \
     template unsigned int save_image_file<Format>(image_state&, const wchar_t*, unsigned int, unsigned int) noexcept;
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_RGBA_FORMAT(ZARN_INSTANTIATE)
 #undef ZARN_INSTANTIATE
 
 } // namespace zarn

@@ -57,6 +57,6 @@ unsigned int load_rgba_binary(image_state& as_8, image_state& as_16, const wchar
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template unsigned int save_rgba_binary<format>(image_state&, const wchar_t*, bool) noexcept;                       \
     template unsigned int load_rgba_binary<format>(image_state&, const wchar_t*) noexcept;
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_RGBA_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

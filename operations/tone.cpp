@@ -33,17 +33,20 @@ void clear(image_state& image, const void* colour, bool with_alpha) noexcept {
 
 template <class Format>
 void adjust_tone(image_state& image, tone_curve curve, float amount) noexcept {
-    using sample = sample_of<Format>;
-    constexpr std::uint64_t values = std::uint64_t{Format::full} + 1;
-    // A table saves arithmetic where there are more pixels than values; without memory for it the arithmetic serves.
-    owned_array<sample> table;
-    if (pixel_count(image) > values) table = allocate_array<sample>(values);
-    if (table) {
-        tabulate_tone<Format>(curve, amount, table.get());
-        adjust(image, map_colour_job{image.pixels, image.width, table.get()}, map_colour_rows<Format>);
-    } else {
-        adjust(image, tone_job{image.pixels, image.width, curve, amount}, tone_rows<Format>);
+    if constexpr (is_tabulable<Format>) {
+        using sample = sample_of<Format>;
+        constexpr std::uint64_t values = std::uint64_t{Format::full} + 1;
+        // A table saves arithmetic where there are more pixels than values; without memory for it the arithmetic
+        // serves.
+        if (pixel_count(image) > values) {
+            if (const auto table = allocate_array<sample>(values)) {
+                tabulate_tone<Format>(curve, amount, table.get());
+                adjust(image, map_colour_job{image.pixels, image.width, table.get()}, map_colour_rows<Format>);
+                return;
+            }
+        }
     }
+    adjust(image, tone_job{image.pixels, image.width, curve, amount}, tone_rows<Format>);
 }
 
 template <class Format>
@@ -78,9 +81,13 @@ void normalize(image_state& image) noexcept {
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template void clear<format>(image_state&, const void*, bool) noexcept;                                             \
     template void adjust_tone<format>(image_state&, tone_curve, float) noexcept;                                       \
-    template void grayscale<format>(image_state&, float, float, float) noexcept;                                       \
-    template void negative<format>(image_state&, bool, bool) noexcept;                                                 \
-    template void normalize<format>(image_state&) noexcept;
+    template void negative<format>(image_state&, bool, bool) noexcept;
 ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+#undef ZARN_INSTANTIATE
+
+#define ZARN_INSTANTIATE(format)                                                                                       \
+    template void grayscale<format>(image_state&, float, float, float) noexcept;                                       \
+    template void normalize<format>(image_state&) noexcept;
+ZARN_FOR_EACH_RGBA_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn
