@@ -56,7 +56,10 @@ set(ZARN_KERNEL_SOURCES
     kernels/import_rows.cpp
     kernels/move_pixels.cpp
     kernels/normalize.cpp
+    kernels/normalize_values.cpp
+    kernels/normals.cpp
     kernels/rotate.cpp
+    kernels/sample_depth.cpp
     kernels/sharpen.cpp
     kernels/tone.cpp
     kernels/trim.cpp
@@ -80,7 +83,11 @@ set(ZARN_OPERATION_SOURCES
     operations/image_save.cpp
     operations/lifecycle.cpp
     operations/native_rgba.cpp
+    operations/native_values.cpp
+    operations/normalize_values.cpp
+    operations/normals.cpp
     operations/tone.cpp
+    operations/value_forms.cpp
 )
 
 set(ZARN_RGBA_SOURCES
@@ -89,10 +96,16 @@ set(ZARN_RGBA_SOURCES
     rgba/rgba_image.cpp
 )
 
+set(ZARN_CHANNEL_SOURCES
+    channel/depth_image.cpp
+    channel/image_grayscale.cpp
+)
+
 set(ZARN_SOURCES
     ${ZARN_CORE_SOURCES}
     ${ZARN_PLATFORM_SOURCES}
     ${ZARN_KERNEL_SOURCES}
     ${ZARN_OPERATION_SOURCES}
     ${ZARN_RGBA_SOURCES}
+    ${ZARN_CHANNEL_SOURCES}
 )

@@ -3,6 +3,8 @@
 
 #include <zarn/detail/image_state.h>
 
+#include "kernels/import_rows.h"
+
 namespace zarn {
 
 template <class Format>
@@ -16,5 +18,11 @@ unsigned int load_image_memory(image_state& image, const void* data, unsigned in
 // of a failure stand in either.
 unsigned int load_image_file(image_state& as_8, image_state& as_16, const wchar_t* path) noexcept;
 unsigned int load_image_memory(image_state& as_8, image_state& as_16, const void* data, unsigned int size) noexcept;
+
+// The same for a channel or grayscale image, which takes the form that suits the file and the chosen components of its
+// pixels.
+unsigned int load_value_file(image_state& image, const wchar_t* path, component_choice choice) noexcept;
+unsigned int load_value_memory(image_state& image, const void* data, unsigned int size,
+                               component_choice choice) noexcept;
 
 } // namespace zarn

@@ -4,10 +4,12 @@
 #include <zarn/binary.h>
 #include <zarn/blend.h>
 #include <zarn/colour.h>
+#include <zarn/depth_image.h>
 #include <zarn/export.h>
 #include <zarn/image_16.h>
 #include <zarn/image_8.h>
 #include <zarn/image_8_16.h>
+#include <zarn/image_grayscale.h>
 #include <zarn/lifecycle.h>
 #include <zarn/list.h>
 #include <zarn/owned.h>
