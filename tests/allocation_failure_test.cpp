@@ -107,10 +107,10 @@ TYPED_TEST(allocation_failures, of_every_operation) {
     const auto canvas = array_and(record(L"resize_canvas"), {failed(L"___do_resize_canvas")});
     const auto flip = array_and(record(L"flip_canvas"), {});
     const std::vector<outcome> adjust = {{{record(L"adjust")}, {}}};
-    const std::vector<outcome> saved_alpha = {{{traits::no_saved_alpha}, {}}};
+    const std::vector<outcome> saved_alpha = {{{no_memory + L"zarn_uchar_8 array."}, {}}};
     const lines horizontal = {record(L"blur"), failed(L"___do_horizontal_blur")};
     const lines vertical = {record(L"blur"), failed(L"___do_vertical_blur")};
-    const lines first_vertical = {record(L"blur"), traits::first_vertical_blur_failed};
+    const lines first_vertical = {record(L"blur"), L"Failed to v::___do_vertical_blur()."};
     const auto resampled = [&](const wchar_t* routine) { return array_and(record(L"resample"), {failed(routine)}); };
     // A blur that pads the picture, works, and crops the padding, which leaves `padded` where it fails.
     const auto padded_blur = [&](const std::vector<outcome>& work, const reference_image& padded) {
@@ -148,9 +148,10 @@ TYPED_TEST(allocation_failures, of_every_operation) {
         {"rotate", [](image& i) { return i.rotate(0.7, 1); }, array_and(record(L"rotate"), {failed(L"___do_rotate")})},
         {"gaussian_blur", [](image& i) { return i.gaussian_blur(2, 0, 1, 1); }, array_and(record(L"gaussian"), {})},
         {"box_blur", [&](image& i) { return i.box_blur(radius, 1, 1); },
-         padded_blur({{{traits::no_box_scratch}, {}}, {horizontal, {}}, {vertical, {}}}, boxed)},
+         padded_blur({{{no_memory + L"zarn_pixel_8_s temp pixel data."}, {}}, {horizontal, {}}, {vertical, {}}},
+                     boxed)},
         {"fast gaussian_blur", [&](image& i) { return i.gaussian_blur(sigma, 1, 1, 1); },
-         padded_blur({{{L"Memory Allocation Error: Failed to allocate zarn_image_16 temp pixel data."}, {}},
+         padded_blur({{{no_memory + L"zarn_image_16 temp pixel data."}, {}},
                       {horizontal, {}},
                       {first_vertical, {}},
                       {horizontal, once},

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <zarn/image_16.h>
 #include <zarn/image_8.h>
 #include <zarn/owned.h>
 
@@ -67,14 +68,29 @@ struct image_traits<zarn_image_8> : rgba_traits<zarn_image_8, zarn_pixel_8_s, st
     static constexpr const char* name = "zarn_image_8";
     // A message of the 8-bit class as this class words it.
     static std::wstring message(const std::wstring& of_image_8) { return of_image_8; }
-    // Messages that differ in more than the names of the class and its records.
-    static constexpr const wchar_t* no_box_scratch =
-        L"Memory Allocation Error: Failed to allocate zarn_pixel_8_s temp pixel data.";
-    static constexpr const wchar_t* no_saved_alpha = L"Memory Allocation Error: Failed to allocate zarn_uchar_8 array.";
-    static constexpr const wchar_t* first_vertical_blur_failed = L"Failed to v::___do_vertical_blur().";
 };
 
-using image_types = ::testing::Types<zarn_image_8>;
+template <>
+struct image_traits<zarn_image_16> : rgba_traits<zarn_image_16, zarn_pixel_16_s, std::uint16_t> {
+    static constexpr const char* name = "zarn_image_16";
+    static std::wstring message(std::wstring text) {
+        // Texts that differ in more than the names of the class and its records come first.
+        constexpr const wchar_t* wordings[][2] = {
+            {L"zarn_pixel_8_s temp pixel data.", L"zarn_image_16 temp pixel data."},
+            {L"zarn_uchar_8 array.", L"zarn_uint_16 array."},
+            {L"Failed to v::", L"Failed to zarn_image_16::"},
+            {L"zarn_image_8", L"zarn_image_16"},
+            {L"_8_s", L"_16_s"}};
+        for (const auto& wording : wordings) {
+            const std::wstring from = wording[0];
+            for (std::size_t at; (at = text.find(from)) != std::wstring::npos;)
+                text.replace(at, from.size(), wording[1]);
+        }
+        return text;
+    }
+};
+
+using image_types = ::testing::Types<zarn_image_8, zarn_image_16>;
 
 struct image_type_names {
     template <class Image>
