@@ -1,0 +1,25 @@
+// Compositing in its plainest form, one pixel at a time: what the library's results are compared with.
+#pragma once
+
+#include <functional>
+
+#include "tests/reference/reference_image.h"
+
+namespace zarn_test {
+
+// The blended value B of blend modes 0 to 24 for a destination and a source sample of full scale `full`.
+std::uint64_t reference_blend(unsigned mode, std::uint64_t destination, std::uint64_t source, std::uint64_t full);
+
+struct reference_blit_call {
+    std::uint32_t source_x = 0, source_y = 0, width = 0, height = 0;
+    float opacity = 1.0f;
+    std::int32_t x = 0, y = 0;
+    std::uint32_t mode = 0, flags = 0;
+    // Stands in for the caller's callback: weight, destination, source, result.
+    std::function<void(float, const std::uint32_t*, const std::uint32_t*, std::uint32_t*)> custom;
+};
+
+// Both pictures have the same format; the source is a copy, so a picture can be drawn on itself.
+void reference_blit(reference_image& destination, reference_image source, const reference_blit_call& call);
+
+} // namespace zarn_test
