@@ -88,7 +88,7 @@ void composite(const reference_image& format, std::uint32_t* d, const std::uint3
     } else if (call.mode == 26) {
         std::uint32_t result[4] = {};
         call.custom(static_cast<float>(weight), d, s, result);
-        format.copy_pixel(d, result);
+        for (unsigned i = 0; i < format.stride(); ++i) d[i] = static_cast<std::uint32_t>(result[i] & format.full);
     }
 }
 
