@@ -131,9 +131,22 @@ TYPED_TEST(allocation_failures, of_every_operation) {
         run();
         return same_picture(before, i) ? 0u : 1u;
     };
+    const loaded_image<image> source(random_picture<image>(9, 8, upper_left, alpha_kind::any, 3), 1);
     unsigned int left, top;
     const operation<image> operations[] = {
         {"clear", [&](image& i) { return changed(i, [&] { i.clear(fill, 1); }); }, adjust},
+        {"exposure", [&](image& i) { return changed(i, [&] { i.exposure(0.5f); }); }, adjust},
+        {"gamma", [&](image& i) { return changed(i, [&] { i.gamma(3); }); }, adjust},
+        {"grayscale", [&](image& i) { return changed(i, [&] { i.grayscale(); }); }, adjust},
+        {"negative", [&](image& i) { return changed(i, [&] { i.negative(1, 1); }); }, adjust},
+        {"normalize",
+         [&](image& i) { return changed(i, [&] { i.normalize(); }); },
+         {{{no_memory + L"zarn_image_8 lum_array."}, {}}}},
+        {"blit",
+         [&](image& i) { return i.blit(*source, 0, 0, 9, 8, 1, 1, 1, 5, 0, nullptr, nullptr); },
+         {{{record(L"blit")}, {}}}},
+        {"blit onto itself", [](image& i) { return i.blit(i, 0, 0, 9, 8, 1, 1, 1, 5, 0, nullptr, nullptr); },
+         array_and(record(L"blit"), {})},
         {"set_origin", [](image& i) { return i.set_origin(upper_left); },
          array_and(record(L"flip_canvas"), {failed(L"flip_vertical")})},
         {"flip_horizontal", [](image& i) { return i.flip_horizontal(); }, flip},
@@ -228,10 +241,14 @@ TYPED_TEST(allocation_failures, of_the_workers_leave_an_image_that_cannot_work) 
         EXPECT_EQ(target->resample(3, 3, 0), 0u);
         EXPECT_EQ(target->gaussian_blur(1, 0, 1, 1), 0u);
         target->sharpen(1);
+        target->exposure(2);
+        const loaded_image<image> source(picture, 1);
+        EXPECT_EQ(target->blit(*source, 0, 0, 6, 5, 1, 0, 0, 0, 0, nullptr, nullptr), 0u);
+        EXPECT_TRUE(same_picture(picture, *target));
         EXPECT_EQ(target->expand_where_alpha(0, 254, 0), 1u);
         EXPECT_EQ(messages(*target),
                   worded<image>({record(L"flip_canvas"), record(L"resample"), failed(L"___do_downsample"),
-                                 record(L"gaussian"), record(L"adjust")}));
+                                 record(L"gaussian"), record(L"adjust"), record(L"adjust"), record(L"blit")}));
         target->free();
     }
     EXPECT_EQ(live_allocations(), before);

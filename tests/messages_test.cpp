@@ -25,6 +25,7 @@ const wchar_t* const nearest_failed = L"Failed to zarn_image_8::___do_resample_n
 const wchar_t* const bspline_failed = L"Failed to zarn_image_8::___do_resample_bicubic().";
 const wchar_t* const rotate_failed = L"Failed to zarn_image_8::___do_rotate().";
 const wchar_t* const bad_sigma = L"Failed to zarn_image_8::gaussian_blur(). Invalid sigma.";
+const wchar_t* const no_callback = L"Failed to zarn_image_8::___do_blit(). ZARN_BLEND_CUSTOM without blend_callback.";
 const wchar_t* const padding_failed = L"Failed to pad image edges. zarn_image_8::resize_canvas() failed.";
 const std::vector<std::wstring> no_position = {bad_position, canvas_failed};
 const std::vector<std::wstring> no_padding = {bad_canvas, padding_failed};
@@ -64,6 +65,9 @@ TYPED_TEST(argument_messages, of_refused_calls) {
     using image = TypeParam;
     const typename image_traits<image>::pixel fill;
     loaded_image<image> target(random_picture<image>(9, 7, lower_left, alpha_kind::any, 1), 2);
+    const auto custom = [](image& i, int x) {
+        return i.blit(i, 0, 0, 9, 7, 1, x, 0, ZARN_BLEND_CUSTOM, 0, nullptr, &x);
+    };
     this->check(
         {
             {"crop, x too large", [](image& i) { return i.crop(1, 0, 9, 7); }, 0, {bad_crop}},
@@ -88,6 +92,8 @@ TYPED_TEST(argument_messages, of_refused_calls) {
             {"blur, sigma not a number", [](image& i) { return i.gaussian_blur(no_sigma, 1, 1, 1); }, 0, {bad_sigma}},
             {"padding beyond 32 bits", [](image& i) { return i.gaussian_blur(2147483648.0f, 1, 1, 1); }, 0, no_padding},
             {"infinite sigma", [](image& i) { return i.gaussian_blur(infinite_sigma, 1, 1, 1); }, 0, no_padding},
+            {"blit without callback", [&](image& i) { return custom(i, 8); }, 0, {no_callback}},
+            {"the same, nothing to draw", [&](image& i) { return custom(i, 9); }, 1, {}},
         },
         *target);
 }
@@ -95,6 +101,7 @@ TYPED_TEST(argument_messages, of_refused_calls) {
 TYPED_TEST(argument_messages, of_an_empty_image) {
     using image = TypeParam;
     const typename image_traits<image>::pixel fill;
+    const loaded_image<image> other(random_picture<image>(9, 7, lower_left, alpha_kind::any, 1), 2);
     unsigned int left = 5, top = 5;
     zarn_owned<image> target;
     this->check(
@@ -109,6 +116,10 @@ TYPED_TEST(argument_messages, of_an_empty_image) {
             {"crop_to_pixels", [&](image& i) { return i.crop_to_pixels(left, top); }, 1, {}},
             {"canvas without a side", [&](image& i) { return i.resize_canvas(0, 3, 0, fill); }, 0, {bad_canvas}},
             {"margins without a side", [&](image& i) { return i.resize_canvas(0, 0, 1, 1, fill); }, 0, {bad_canvas}},
+            {"blit onto it",
+             [&](image& i) { return i.blit(*other, 0, 0, 9, 7, 1, 0, 0, 0, 0, nullptr, nullptr); },
+             1,
+             {}},
         },
         *target);
     EXPECT_EQ(left, 0u);
@@ -119,6 +130,7 @@ TYPED_TEST(argument_messages, of_an_empty_image) {
 TYPED_TEST(argument_messages, of_images_without_pixels) {
     using image = TypeParam;
     constexpr unsigned int creations[][3] = {{0, 0, 1}, {9, 8, 0}, {9, 0, 1}, {0, 8, 1}}; // width, height, copy
+    loaded_image<image> other(random_picture<image>(9, 7, lower_left, alpha_kind::any, 1), 2);
     for (const auto& c : creations) {
         zarn_owned<image> target;
         ASSERT_EQ(target->create(c[0], c[1], lower_left, nullptr, c[2]), 1u);
@@ -135,6 +147,21 @@ TYPED_TEST(argument_messages, of_images_without_pixels) {
                 {"expand_where_alpha", [](image& i) { return i.expand_where_alpha(0, 0, 0); }, 1, {}},
                 {"clear", [](image& i) { return i.clear({}, 1), 1u; }, 1, {}},
                 {"sharpen", [](image& i) { return i.sharpen(1), 1u; }, 1, {}},
+                {"exposure", [](image& i) { return i.exposure(2), 1u; }, 1, {}},
+                {"brightness", [](image& i) { return i.brightness(1), 1u; }, 1, {}},
+                {"contrast", [](image& i) { return i.contrast(2), 1u; }, 1, {}},
+                {"gamma", [](image& i) { return i.gamma(2), 1u; }, 1, {}},
+                {"grayscale", [](image& i) { return i.grayscale(), 1u; }, 1, {}},
+                {"negative", [](image& i) { return i.negative(1, 1), 1u; }, 1, {}},
+                {"normalize", [](image& i) { return i.normalize(), 1u; }, 1, {}},
+                {"blit onto itself",
+                 [](image& i) { return i.blit(i, 0, 0, 9, 9, 1, 0, 0, 0, 0, nullptr, nullptr); },
+                 1,
+                 {}},
+                {"blit from it",
+                 [&](image& i) { return other->blit(i, 0, 0, 9, 9, 1, 0, 0, 26, 0, nullptr, nullptr); },
+                 1,
+                 {}},
             },
             *target);
         EXPECT_EQ(target->is_valid(), 0u);
