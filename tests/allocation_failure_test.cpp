@@ -1,8 +1,11 @@
 // Every allocation of every operation made to fail in turn: results, messages, untouched pixels, nothing leaked.
 
+#include <algorithm>
 #include <functional>
 
 #include <gtest/gtest.h>
+
+#include <zarn/image_8_16.h>
 
 #include "tests/reference/reference_filters.h"
 #include "tests/support/failing_allocator.h"
@@ -252,6 +255,78 @@ TYPED_TEST(allocation_failures, of_the_workers_leave_an_image_that_cannot_work) 
         target->free();
     }
     EXPECT_EQ(live_allocations(), before);
+}
+
+// The image of either depth tells on its own stack what it could not make, and keeps what an operation was to replace.
+// Failures of worker pools are no failures of these calls.
+TYPED_TEST(allocation_failures, of_the_image_of_either_depth) {
+    using image = TypeParam;
+    constexpr unsigned int type = image_traits<image>::full == 255 ? 0 : 1, other = 1 - type;
+    const reference_image picture = random_picture<image>(6, 5, lower_left, alpha_kind::any, 7);
+    const loaded_image<image> source(picture, 1);
+    const std::wstring made[] = {no_memory + L"zarn_image_8.", no_memory + L"zarn_image_16."};
+    const std::wstring member[] = {no_member, image_traits<zarn_image_16>::message(no_member)};
+    const std::wstring temporary = no_memory + (type ? L"src_image.___image_16." : L"src_image.___image_8.");
+    struct attempt {
+        const char* name;
+        std::function<unsigned int(zarn_image_8_16&, zarn_image_8_16&)> run; // with another holder, of the other depth
+        bool keeps;
+        lines either; // messages, one of which a failure gives
+    };
+    const attempt attempts[] = {
+        {"create, copy", [&](auto& h, auto&) { return h.create(*source, type); }, false, {made[type], member[type]}},
+        {"create, convert",
+         [&](auto& h, auto&) { return h.create(*source, other); },
+         false,
+         {made[other], member[other]}},
+        {"assign", [](auto& h, auto& from) { return h = from, h.is_valid(); }, false, {made[other], member[other]}},
+        {"create from memory",
+         [&](auto& h, auto&) { return h.create(3, 2, 0, other, nullptr, 1); },
+         true,
+         {made[other], member[other]}},
+        {"blit",
+         [&](auto& h, auto& from) {
+             return type ? h.blit_16(from, 0, 0, 6, 5, 1, 0, 0, 5, 0, nullptr, nullptr)
+                         : h.blit_8(from, 0, 0, 6, 5, 1, 0, 0, 5, 0, nullptr, nullptr);
+         },
+         true,
+         {temporary}},
+        {"set_image_type", [](auto& h, auto&) { return h.set_image_type(other); }, true, {made[other], member[other]}},
+    };
+    for (const attempt& one : attempts) {
+        std::vector<bool> told(one.either.size());
+        bool happened = true;
+        for (std::int64_t n = 1; happened; ++n) {
+            SCOPED_TRACE(text(one.name, "allocation", n));
+            const std::int64_t before = live_allocations();
+            {
+                zarn_owned<zarn_image_8_16> held, beside;
+                ASSERT_EQ(held->create(*source, type) + beside->create(*source, other), 2u);
+                unsigned int result;
+                {
+                    const allocation_failure failure(n);
+                    result = one.run(*held, *beside);
+                    happened = failure.happened();
+                }
+                const lines texts = messages(*held);
+                EXPECT_LE(texts.size(), result ? 0u : 1u); // thread records are the held image's business
+                EXPECT_EQ(beside->is_valid(), 1u);
+                EXPECT_EQ(beside->get_image_type(), other);
+                if (!result) {
+                    EXPECT_TRUE(happened);
+                    for (const std::wstring& line : texts) {
+                        const auto place = std::find(one.either.begin(), one.either.end(), line);
+                        ASSERT_NE(place, one.either.end());
+                        told[static_cast<std::size_t>(place - one.either.begin())] = true;
+                    }
+                    EXPECT_EQ(held->is_valid(), one.keeps ? 1u : 0u);
+                    EXPECT_EQ(held->get_image_type(), one.keeps ? type : 1u);
+                }
+            }
+            EXPECT_EQ(live_allocations(), before);
+        }
+        EXPECT_EQ(told, std::vector<bool>(told.size(), true)) << one.name;
+    }
 }
 
 } // namespace zarn_test
