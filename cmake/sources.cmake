@@ -34,11 +34,13 @@ set(ZARN_PLATFORM_SOURCES
 )
 if(WIN32)
     list(APPEND ZARN_PLATFORM_SOURCES
+        core/platform/clipboard_windows.cpp
         core/platform/files_windows.cpp
         core/platform/memory_windows.cpp
     )
 else()
     list(APPEND ZARN_PLATFORM_SOURCES
+        core/platform/clipboard_posix.cpp
         core/platform/files_posix.cpp
         core/platform/memory_posix.cpp
     )
@@ -74,6 +76,7 @@ set(ZARN_KERNEL_SOURCES
 set(ZARN_OPERATION_SOURCES
     operations/blit.cpp
     operations/blur.cpp
+    operations/clipboard.cpp
     operations/devil_load.cpp
     operations/devil_messages.cpp
     operations/filters.cpp

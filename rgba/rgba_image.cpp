@@ -8,6 +8,7 @@
 #include "kernels/pixel_format.h"
 #include "operations/blit.h"
 #include "operations/blur.h"
+#include "operations/clipboard.h"
 #include "operations/filters.h"
 #include "operations/geometry.h"
 #include "operations/image_load.h"
@@ -153,6 +154,11 @@ template <class Pixel>
 unsigned int zarn_rgba_image<Pixel>::save_file(const wchar_t* path, unsigned int file_format,
                                                unsigned int compression) {
     return zarn::save_image_file<format_of<Pixel>>(___state, path, file_format, compression);
+}
+
+template <class Pixel>
+unsigned int zarn_rgba_image<Pixel>::load_clipboard(zarn_window_handle window) {
+    return zarn::load_clipboard<format_of<Pixel>>(___state, window);
 }
 
 // ---- Geometry ------------------------------------------------------------------------------------------------------

@@ -34,6 +34,7 @@
 #include <zarn/detail/image_state.h>
 #include <zarn/export.h>
 #include <zarn/pixels.h>
+#include <zarn/window.h>
 
 /// Row order: the first row in memory is the bottom row of the picture.
 #define ZARN_ORIGIN_LOWER_LEFT 1537u
@@ -166,6 +167,24 @@ public:
     /// rows turned over. DevIL's failures become messages such as "Failed to save image using ilSaveImage(). Invalid
     /// file extension.".
     unsigned int save_file(const wchar_t* path, unsigned int format, unsigned int compression);
+
+    /// Replaces the image by the picture on the clipboard, opaque and with the top row first. 8-bit samples are scaled
+    /// to full scale.
+    ///
+    /// On Windows that is the clipboard's bitmap, in the colours of `window` (null: of the screen). 24 and 32 bits are
+    /// read; other depths give transparent black. 24-bit rows are read without their padding, so that a width that is
+    /// no multiple of 4 shears the picture.
+    ///
+    /// Elsewhere it is the CLIPBOARD selection of the X server that the environment's DISPLAY names, offered as
+    /// image/bmp or image/png. `window` is not used. DevIL decodes it, so zarn_initialize() is needed. An owner of the
+    /// selection that has not delivered after 5 seconds is given up; the calling thread answers nobody meanwhile, not
+    /// even for a selection of its own.
+    ///
+    /// Every failure leaves the image empty: "Failed to open clipboard with OpenClipboard()." (no display), "No BITMAP
+    /// found in clipboard." (no picture, or no answer), "Failed to get bitmap bits using GetDIBits()." (offered, but
+    /// not delivered), "Memory Allocation Error: Failed to allocate bitmap bytes." (also for a file above 1 GiB); for a
+    /// file that does not decode the messages of load_file() from memory; for pixels without memory that of create().
+    unsigned int load_clipboard(zarn_window_handle window);
 
     // ---- Geometry --------------------------------------------------------------------------------------------------
     //

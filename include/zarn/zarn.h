@@ -16,6 +16,7 @@
 #include <zarn/pixels.h>
 #include <zarn/points.h>
 #include <zarn/rgba_image.h>
+#include <zarn/window.h>
 
 #if __has_include(<half.hpp>)
     #include <zarn/half_pixels.h>
