@@ -10,6 +10,7 @@
 #include "core/thread_pool.h"
 #include "kernels/alpha_expansion.h"
 #include "kernels/depth.h"
+#include "operations/clipboard.h"
 #include "operations/image_load.h"
 #include "operations/native_rgba.h"
 
@@ -381,6 +382,12 @@ unsigned int zarn_image_8_16::load_file(const wchar_t* path) {
 unsigned int zarn_image_8_16::load_file(const void* data, unsigned int size) {
     return load_either(*this, names_16, [data, size](zarn::image_state& as_8, zarn::image_state& as_16) {
         return zarn::load_image_memory(as_8, as_16, data, size);
+    });
+}
+
+unsigned int zarn_image_8_16::load_clipboard(zarn_window_handle window) {
+    return load_either(*this, names_16, [window](zarn::image_state& as_8, zarn::image_state&) {
+        return zarn::load_clipboard<zarn::rgba_8>(as_8, window);
     });
 }
 

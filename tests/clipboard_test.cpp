@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-#include <zarn/image_8.h>
+#include <zarn/image_8_16.h>
 #include <zarn/lifecycle.h>
 #include <zarn/owned.h>
 
@@ -109,6 +109,21 @@ TYPED_TEST(clipboard, gives_opaque_pictures_with_the_top_row_first) {
         const clipboard_owner owner({clipboard_offer{"image/bmp", fixture("bmp_rgb")}}, owner_manner::helpful, piece);
         this->expect_picture(colours);
     }
+}
+
+TYPED_TEST(clipboard, fills_an_image_of_either_depth) {
+    zarn_owned<zarn_image_8_16> either;
+    {
+        const clipboard_owner owner({clipboard_offer{"image/png", fixture("png_rgb")}});
+        ASSERT_EQ(either->load_clipboard(nullptr), 1u);
+    }
+    ASSERT_EQ(either->get_image_type(), 0u);
+    zarn_owned<zarn_image_8> inside;
+    inside->create(either->get_width(), either->get_height(), either->get_origin(), either->get_pixel_array_8(), 1);
+    EXPECT_TRUE(same_picture(opaque_fixture<zarn_image_8>(), *inside));
+    EXPECT_EQ(either->load_clipboard(nullptr), 0u);
+    EXPECT_EQ(messages(*either), no_picture);
+    EXPECT_FALSE(either->is_valid());
 }
 
 TYPED_TEST(clipboard, takes_what_another_program_copied) {

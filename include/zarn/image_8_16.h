@@ -3,6 +3,7 @@
 
 #include <zarn/image_16.h>
 #include <zarn/image_8.h>
+#include <zarn/window.h>
 
 /// Holds one zarn_image_8 (image type 0) or one zarn_image_16 (type 1), or nothing, and forwards operations to it. The
 /// rules of every image class, and all that an operation does, stand in rgba_image.h.
@@ -106,6 +107,9 @@ public:
     unsigned int load_file(const void* data, unsigned int size);
     /// Forwarded.
     unsigned int save_file(const wchar_t* path, unsigned int format, unsigned int compression);
+
+    /// The picture on the clipboard, at 8 bits.
+    unsigned int load_clipboard(zarn_window_handle window);
 
     // ---- Forwarded to the held image -------------------------------------------------------------------------------
 

@@ -297,7 +297,8 @@ public:
     /// Multiplies the distance from the pivot, 127 or 32766, by `factor`, clamped to the range.
     void contrast(float factor);
 
-    /// Encodes colour with exponent 1 / gamma: above 1 brightens, 1 changes nothing. Clamped to the range.
+    /// Encodes colour with exponent 1 / gamma: above 1 brightens; 1 changes nothing in 8 bits, and in 16 lowers some
+    /// values by 1. Clamped to the range.
     void gamma(float gamma);
 
     /// Colour becomes its weighted sum, (green + red) + blue, not clamped: weights are expected to sum to at most 1.
