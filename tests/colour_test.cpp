@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <random>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -20,6 +21,7 @@ namespace {
 
 // The pixel formats of the conversions.
 struct bits_8 {
+    static constexpr const char* name = "bits_8";
     using pixel = zarn_pixel_8_s;
     using sample = std::uint8_t;
     static constexpr float factor = 0.003921569f;
@@ -30,6 +32,7 @@ struct bits_8 {
     static constexpr auto set = array_set_pixel_8;
 };
 struct bits_16 {
+    static constexpr const char* name = "bits_16";
     using pixel = zarn_pixel_16_s;
     using sample = std::uint16_t;
     static constexpr float factor = 1.5259022e-05f;
@@ -40,25 +43,34 @@ struct bits_16 {
     static constexpr auto set = array_set_pixel_16;
 };
 struct real_32 {
+    static constexpr const char* name = "real_32";
     using sample = float;
     static constexpr auto to_hsl = rgb_to_hsl_r32;
     static constexpr auto to_rgb = hsl_to_rgb_r32;
 };
 struct real_16 {
+    static constexpr const char* name = "real_16";
     using sample = half_float::half;
     static constexpr auto to_hsl = rgb_to_hsl_r16;
     static constexpr auto to_rgb = hsl_to_rgb_r16;
 };
 
+struct format_names {
+    template <class Format>
+    static std::string GetName(int) {
+        return Format::name;
+    }
+};
+
 template <class Format>
 class integer_colour : public ::testing::Test {};
 using integer_formats = ::testing::Types<bits_8, bits_16>;
-TYPED_TEST_SUITE(integer_colour, integer_formats);
+TYPED_TEST_SUITE(integer_colour, integer_formats, format_names);
 
 template <class Format>
 class real_colour : public ::testing::Test {};
 using real_formats = ::testing::Types<real_32, real_16>;
-TYPED_TEST_SUITE(real_colour, real_formats);
+TYPED_TEST_SUITE(real_colour, real_formats, format_names);
 
 ::testing::AssertionResult same(const reference_hsl& a, const reference_hsl& b) {
     if (a.hue == b.hue && a.saturation == b.saturation && a.lightness == b.lightness) {
