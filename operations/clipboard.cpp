@@ -18,7 +18,7 @@ namespace zarn {
 
 namespace {
 
-constexpr std::chrono::seconds patience{5};
+constexpr std::chrono::seconds patience{5}; // stated in the public header
 
 template <class Format>
 void make_opaque(image_state& image) noexcept {

@@ -31,8 +31,9 @@ struct clipboard_picture {
     std::uint32_t bits_per_pixel = 0;
 };
 
-// Fills `picture` only where it is taken. `patience` limits the time for which the owner of the clipboard is waited
-// for; a display server that is about to accept the connection is waited for without limit.
+// Fills `picture` only where it is taken. `patience` limits the time for which the owner of the clipboard and an
+// accepted connection are waited for. Only connecting has no limit of its own: a display server that is there but
+// stands still keeps every program waiting.
 //
 // On Windows: the bitmap (CF_BITMAP), as the screen of `window` shows it. Elsewhere: the CLIPBOARD selection of the X
 // server that DISPLAY names, as BMP, else as PNG file; `window` is not used. While the calling thread waits, it serves
