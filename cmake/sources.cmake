@@ -55,6 +55,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/depth.cpp
     kernels/export_rows.cpp
     kernels/gaussian_blur.cpp
+    kernels/grading.cpp
     kernels/import_rows.cpp
     kernels/move_pixels.cpp
     kernels/normalize.cpp

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#include <half.hpp>
+
 namespace zarn {
 
 // What a depth of integer samples fixes for every format.
@@ -63,6 +65,28 @@ struct grey_8 : integer_format<std::uint8_t, 1, true> {};
 struct grey_16 : integer_format<std::uint16_t, 1, true> {};
 struct grey_32 : integer_format<std::uint32_t, 1, true> {};
 
+// Reals nominally in 0..1. Halves are computed in floats, and stored with the half type's own rounding.
+template <class Sample, unsigned Colours>
+struct real_format {
+    using sample = Sample;
+    using real = float;
+
+    static constexpr unsigned colours = Colours;
+    static constexpr bool has_alpha = true;
+    static constexpr real full = 1.0f;
+    static constexpr real contrast_pivot = 0.5f;
+    static constexpr real fill_marker = 0.5f;
+    static constexpr real to_unit = 1.0f;
+    static constexpr std::uint32_t native_type = sizeof(Sample) == 4 ? 3 : 4;
+};
+
+struct colour_real_32 : real_format<float, 3> {};
+struct grey_real_32 : real_format<float, 1> {};
+struct colour_real_16 : real_format<half_float::half, 3> {};
+struct grey_real_16 : real_format<half_float::half, 1> {};
+
+#define ZARN_FOR_EACH_REAL_COLOUR_FORMAT(apply) apply(colour_real_32) apply(colour_real_16)
+#define ZARN_FOR_EACH_REAL_FORMAT(apply) ZARN_FOR_EACH_REAL_COLOUR_FORMAT(apply) apply(grey_real_32) apply(grey_real_16)
 #define ZARN_FOR_EACH_RGBA_FORMAT(apply) apply(rgba_8) apply(rgba_16)
 #define ZARN_FOR_EACH_VALUE_FORMAT(apply)                                                                              \
     apply(value_8) apply(value_16) apply(value_32) apply(grey_8) apply(grey_16) apply(grey_32)
