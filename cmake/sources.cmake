@@ -67,11 +67,16 @@ set(ZARN_KERNEL_SOURCES
     kernels/tone.cpp
     kernels/trim.cpp
     kernels/vector/area_average.cpp
+    kernels/vector/blit.cpp
     kernels/vector/box_blur.cpp
     kernels/vector/bspline.cpp
+    kernels/vector/byte_table.cpp
+    kernels/vector/depth.cpp
     kernels/vector/gaussian_blur.cpp
+    kernels/vector/normalize.cpp
     kernels/vector/rotate.cpp
     kernels/vector/sharpen.cpp
+    kernels/vector/tone.cpp
 )
 
 set(ZARN_OPERATION_SOURCES

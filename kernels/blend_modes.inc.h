@@ -10,7 +10,8 @@
 //   half(), quarter()   the middle of the range and half of that                 128, 64
 //   above(), twice_above_less_one()                                              256, 511
 //   choose(condition, a, b)   both are computed; a quotient by 0 must do no harm
-//   halved(x), quotient(a, b) divisions: truncating for integers
+//   halved(x), quotient(a, b) divisions: truncating for integers; quotients above full scale count as full scale, so
+//                       any number from there on will do
 //   over_above(x)       x / 256 truncated; reals: x
 //   over_full(x), twice_over_full(x)   x / 255, 2 x / 255
 //   real                whether numbers are reals on 0..1
@@ -96,11 +97,16 @@ ZARN_BLEND_MODE(linear_light, {
     return Math::choose(d < Math::half(), sum_above<Math>(s, d + d, Math::full()), capped<Math>(s + (bright + bright)));
 })
 ZARN_BLEND_MODE(vivid_light, {
-    const Number dark = Math::choose(d <= Math::zero(), Math::zero(), burned<Math>(s, d + d));
-    Number bright = capped<Math>(Math::quotient(s * Math::above(), Math::twice_above_less_one() - (d + d)));
+    // One quotient serves both halves: divisions cost the most.
+    const auto is_dark = d < Math::half();
+    const Number divisor = Math::choose(is_dark, d + d, Math::twice_above_less_one() - (d + d));
+    const Number amount = Math::choose(is_dark, Math::full() - s, s);
+    const Number part = capped<Math>(Math::quotient(amount * Math::above(), divisor));
+    const Number dark = Math::choose(d <= Math::zero(), Math::zero(), Math::full() - part);
+    Number bright = part;
     // The integers' divisor ends at 1, the reals' at 0.
     if constexpr (Math::real) bright = Math::choose(d >= Math::full(), Math::full(), bright);
-    return Math::choose(d < Math::half(), dark, bright);
+    return Math::choose(is_dark, dark, bright);
 })
 ZARN_BLEND_MODE(pin_light, {
     return Math::choose(d < Math::half(), least<Math>(s, d + d), greatest<Math>(s, d + d - Math::above()));

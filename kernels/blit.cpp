@@ -9,6 +9,7 @@
 
 #include "kernels/low_bits.h"
 #include "kernels/pixel_format.h"
+#include "kernels/vector/blit.h"
 
 namespace zarn {
 
@@ -91,8 +92,22 @@ mix_real<typename Format::sample> weight_of(const blit_job& job, const typename 
     return static_cast<real>(job.opacity);
 }
 
-template <class Format, class Mode>
+// The modes' codes.
+#define ZARN_BLEND_CODE(name) name,
+enum class blend_code : std::uint32_t { ZARN_FOR_EACH_BLEND_MODE(ZARN_BLEND_CODE) };
+#undef ZARN_BLEND_CODE
+
+template <class Format>
+bool blend_in_vectors(blend_code mode, const blit_job& job, row_range rows) {
+    const auto code = static_cast<std::uint32_t>(mode);
+    if constexpr (std::is_same_v<Format, rgba_8>) return vector::blend_rgba_8(code, job, rows);
+    if constexpr (std::is_same_v<Format, rgba_16>) return vector::blend_rgba_16(code, job, rows);
+    return false;
+}
+
+template <class Format, class Mode, blend_code code>
 void blend_rows(const blit_job& job, row_range rows) {
+    if (blend_in_vectors<Format>(code, job, rows)) return;
     using sample = typename Format::sample;
     using math = math_of<sample>;
     using number = typename math::number;
@@ -137,7 +152,7 @@ void alpha_rows(const blit_job& job, row_range rows) {
 
 template <class Format>
 blit_rows blit_rows_for(std::uint32_t mode) noexcept {
-#define ZARN_BLEND_ROWS(name) blend_rows<Format, name>,
+#define ZARN_BLEND_ROWS(name) blend_rows<Format, name, blend_code::name>,
     static constexpr blit_rows kernels[] = {ZARN_FOR_EACH_BLEND_MODE(ZARN_BLEND_ROWS)};
 #undef ZARN_BLEND_ROWS
     static_assert(std::size(kernels) == ZARN_BLEND_REPLACE);

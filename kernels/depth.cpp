@@ -1,5 +1,7 @@
 #include "kernels/depth.h"
 
+#include "kernels/vector/depth.h"
+
 namespace zarn {
 
 template <class To, class From>
@@ -8,6 +10,7 @@ void convert_depth_rows(const depth_job& job, row_range rows) {
     const std::uint64_t count = (rows.end - rows.start) * job.row_samples;
     const auto* source = static_cast<const typename From::sample*>(job.source) + first;
     auto* destination = static_cast<typename To::sample*>(job.destination) + first;
+    if (vector::convert_depth(source, destination, count)) return;
     for (std::uint64_t i = 0; i < count; ++i) destination[i] = convert_depth<To, From>(source[i]);
 }
 

@@ -4,6 +4,7 @@
 
 #include "kernels/low_bits.h"
 #include "kernels/pixel_format.h"
+#include "kernels/vector/normalize.h"
 
 namespace zarn {
 
@@ -18,6 +19,7 @@ float unit(typename Format::sample value) {
 
 template <class Format>
 void widen_lightness_span(const typename Format::sample* pixels, std::uint64_t count, lightness_span& span) {
+    if (vector::widen_span(pixels, count, span)) return;
     for (const auto* end = pixels + count * channels<Format>; pixels != end; pixels += channels<Format>) {
         if (!is_visible<Format>(pixels)) continue;
         const float lightness = lightness_of(unit<Format>(pixels[0]), unit<Format>(pixels[1]), unit<Format>(pixels[2]));
@@ -28,6 +30,7 @@ void widen_lightness_span(const typename Format::sample* pixels, std::uint64_t c
 
 template <class Format>
 void stretch_lightness(typename Format::sample* pixels, std::uint32_t count, lightness_span span, hsl_colour* scratch) {
+    if (vector::stretch(pixels, count, span)) return;
     using sample = typename Format::sample;
     constexpr auto full = static_cast<float>(Format::full);
     constexpr std::uint64_t n = channels<Format>;

@@ -1,9 +1,13 @@
 #include "kernels/tone.h"
 
+#include <cfloat>
 #include <cmath>
+#include <type_traits>
 
 #include "kernels/low_bits.h"
 #include "kernels/pixel_format.h"
+#include "kernels/vector/byte_table.h"
+#include "kernels/vector/tone.h"
 
 namespace zarn {
 
@@ -16,6 +20,14 @@ void for_each_pixel(void* pixels, std::uint32_t width, row_range rows, Work work
                   static_cast<std::uint64_t>(rows.start) * width * channels<Format>;
     const std::uint64_t count = static_cast<std::uint64_t>(rows.end - rows.start) * width;
     for (std::uint64_t i = 0; i < count; ++i, pixel += channels<Format>) work(pixel);
+}
+
+// The band's pixels as vector code takes them.
+template <class Format>
+vector::sample_run<typename Format::sample> band_samples(void* pixels, std::uint32_t width, row_range rows) {
+    const std::uint64_t row_samples = std::uint64_t{width} * channels<Format>;
+    return {static_cast<typename Format::sample*>(pixels) + rows.start * row_samples,
+            (rows.end - rows.start) * row_samples, channels<Format>, Format::has_alpha};
 }
 
 // Written so that NaN falls to the lower bound.
@@ -93,13 +105,39 @@ template <class Format>
 void map_colour_rows(const map_colour_job& job, row_range rows) {
     using sample = typename Format::sample;
     const auto* table = static_cast<const sample*>(job.table);
+    if constexpr (sizeof(sample) == 1) {
+        if (vector::look_up(band_samples<Format>(job.pixels, job.width, rows), table)) return;
+    }
     for_each_pixel<Format>(job.pixels, job.width, rows, [table](sample* pixel) {
         for (unsigned c = 0; c < Format::colours; ++c) pixel[c] = table[pixel[c]];
     });
 }
 
+// The curves without a power are one in vectors (of 8 bits there are tables): a pivot of 0, a factor of 1 and a shift
+// of 0 change no bit. Exposure is not clamped below, and infinity times 0 ends at full scale.
+template <class Format>
+bool map_affine(const tone_job& job, row_range rows) {
+    if constexpr (std::is_same_v<typename Format::sample, std::uint16_t>) {
+        constexpr auto full = static_cast<float>(Format::full);
+        constexpr auto pivot = static_cast<float>(Format::contrast_pivot);
+        const auto band = band_samples<Format>(job.pixels, job.width, rows);
+        switch (job.curve) {
+        case tone_curve::exposure:
+            return job.amount >= 0.0f && job.amount <= FLT_MAX && vector::map_affine(band, {0.0f, job.amount, 0.0f});
+        case tone_curve::brightness:
+            return vector::map_affine(band, {0.0f, 1.0f, job.amount * full});
+        case tone_curve::contrast:
+            return vector::map_affine(band, {pivot, job.amount, pivot});
+        case tone_curve::gamma:
+            break;
+        }
+    }
+    return false;
+}
+
 template <class Format>
 void tone_rows(const tone_job& job, row_range rows) {
+    if (map_affine<Format>(job, rows)) return;
     with_curve<Format>(job.curve, job.amount, [&](auto apply) {
         for_each_pixel<Format>(job.pixels, job.width, rows, [apply](typename Format::sample* pixel) {
             for (unsigned c = 0; c < Format::colours; ++c) pixel[c] = apply(pixel[c]);
@@ -110,6 +148,10 @@ void tone_rows(const tone_job& job, row_range rows) {
 template <class Format>
 void grayscale_rows(const grayscale_job& job, row_range rows) {
     using sample = typename Format::sample;
+    const float weights[3] = {job.red_weight, job.green_weight, job.blue_weight};
+    const bool within_range =
+        weights[0] >= 0.0f && weights[1] >= 0.0f && weights[2] >= 0.0f && weights[0] + weights[1] + weights[2] <= 1.0f;
+    if (within_range && vector::map_grey(band_samples<Format>(job.pixels, job.width, rows), weights)) return;
     for_each_pixel<Format>(job.pixels, job.width, rows, [&job](sample* pixel) {
         const float sum =
             (static_cast<float>(pixel[1]) * job.green_weight + static_cast<float>(pixel[0]) * job.red_weight) +
@@ -127,6 +169,8 @@ void negative_rows(const negative_job& job, row_range rows) {
     for (unsigned c = 0; c < channels<Format>; ++c) {
         if (c < Format::colours ? job.invert_colour : job.invert_alpha) mask[c] = Format::full;
     }
+    const auto band = band_samples<Format>(job.pixels, job.width, rows);
+    if (vector::flip_bits(band.samples, band.count * sizeof(sample), mask, sizeof(mask))) return;
     for_each_pixel<Format>(job.pixels, job.width, rows, [&mask](sample* pixel) {
         for (unsigned c = 0; c < channels<Format>; ++c) pixel[c] = static_cast<sample>(pixel[c] ^ mask[c]);
     });

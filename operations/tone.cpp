@@ -37,8 +37,9 @@ void adjust_tone(image_state& image, tone_curve curve, float amount) noexcept {
         using sample = sample_of<Format>;
         constexpr std::uint64_t values = std::uint64_t{Format::full} + 1;
         // A table saves arithmetic where there are more pixels than values; without memory for it the arithmetic
-        // serves.
-        if (pixel_count(image) > values) {
+        // serves. Looking into a long one costs more than any curve but the power.
+        const bool is_worthwhile = curve == tone_curve::gamma || values == 256;
+        if (is_worthwhile && pixel_count(image) > values) {
             if (const auto table = allocate_array<sample>(values)) {
                 tabulate_tone<Format>(curve, amount, table.get());
                 adjust(image, map_colour_job{image.pixels, image.width, table.get()}, map_colour_rows<Format>);
