@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <type_traits>
 
 #include "kernels/bspline_taps.h"
 #include "kernels/pixel_format.h"
@@ -51,9 +50,7 @@ void sample_taps(const geometry_job& job, const bspline_taps& columns, const bsp
 
 template <class Format>
 void bspline_rows(const geometry_job& job, row_range rows) {
-    if constexpr (std::is_same_v<Format, rgba_8>) {
-        if (vector::bspline_rgba_8(job, rows)) return;
-    }
+    if (vector::bspline_rows<Format>(job, rows)) return;
     using sample = typename Format::sample;
     constexpr std::uint32_t block = 64;
 

@@ -4,261 +4,572 @@
 #include <cstdint>
 #include <cstring>
 #include <iterator>
+#include <type_traits>
 
 #include "kernels/bspline_taps.h"
+#include "kernels/pixel_format.h"
+#include "kernels/vector/pixel_word.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/bspline.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-// The result is defined by sums in double, in a fixed order. Here a pixel is first estimated in 32-bit floats, rows
-// before columns: two weights and a product are rounded and three sums, twice over, which together are off by at most
-// 10 parts in 2^24, less than 0.0002 of 255. Only where the estimate lies closer than that to the step between two
-// samples, or where visible and invisible taps mix, the sums are made as they are defined.
+// The result is defined by sums in double, in a fixed order. Here a sample is first estimated, columns before rows. Two
+// weights and a product are rounded and three sums, twice over, and where the mean of the visible taps is filled in one
+// more product and one more sum: at most 12 parts in 2^24 of full scale in 32-bit floats, less than 0.0002 of 255. Only
+// where the estimate lies closer than that to the step between two samples the sum is made as it is defined. Such
+// samples are many: weights of simple ratios are simple fractions, and sums of them hit the step.
 
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
-bool bspline(const geometry_job&, row_range) { return false; }
+template <class Format>
+bool bspline(const geometry_job&, row_range) {
+    return false;
+}
 
 #else
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// The samples of one pixel.
-using DF = hn::CappedTag<float, 4>;
-using DI = hn::Rebind<std::int32_t, DF>;
-using DB = hn::Rebind<std::uint8_t, DF>;
-using VF = hn::Vec<DF>;
-using DD = hn::CappedTag<double, 4>; // the same in double: one or two vectors
-constexpr std::uint32_t double_lanes = HWY_MIN(HWY_LANES(double), 4);
-
-constexpr std::uint32_t n = 4;
-constexpr std::uint32_t block = 256;        // destination columns worked on at a time
-constexpr std::uint32_t largest_span = 320; // source columns they may touch
-constexpr float uncertainty = 0.00025f;
-
-// Source pixels as floats, the invisible ones 0, for the rows under the kernel.
-struct source_rows {
-    HWY_ALIGN float samples[bspline_tap_count][largest_span * n];
-    std::uint8_t visible[bspline_tap_count][largest_span];
-    std::int64_t row[bspline_tap_count] = {-1, -1, -1, -1};
+template <class Format>
+struct estimate;
+template <>
+struct estimate<rgba_8> {
+    using real = float;
+    static constexpr double uncertainty = 0.00025;
 };
 
-HWY_INLINE void convert_row(const std::uint8_t* source, std::uint32_t span, float* samples, std::uint8_t* visible) {
-    for (std::uint32_t i = 0; i < span; ++i, source += n) {
-        const VF pixel = hn::ConvertTo(DF(), hn::PromoteTo(DI(), hn::LoadU(DB(), source)));
-        visible[i] = source[3] ? 1 : 0;
-        hn::Store(source[3] ? pixel : hn::Zero(DF()), DF(), samples + i * n);
+constexpr std::uint32_t n = 4;
+constexpr std::uint32_t block = 1024;        // destination columns worked on at a time
+constexpr std::uint32_t largest_span = 1280; // source columns they may touch
+
+template <class Format>
+class kernel {
+public:
+    explicit kernel(const geometry_job& what)
+        : job(what) {
+        std::memset(&state.number_of, 0, sizeof(state.number_of));
+        for (unsigned rows = 0; rows < 1u << bspline_tap_count; ++rows) {
+            for (unsigned m = 0; m < bspline_tap_count; ++m) {
+                state.number_of[rows][n - 1] += static_cast<real>(rows >> m & 1);
+            }
+        }
     }
-}
 
-// One pixel as it is defined: taps row by row, sums in double.
-struct exact_pixel {
-    const source_rows& rows;
-    const bspline_taps& lines;
-    const bspline_taps& columns;
-    std::uint32_t left; // the source column at the start of `rows`
-    const unsigned (&slots)[bspline_tap_count];
+    void run(row_range rows) {
+        for (std::uint64_t start = 0; start < job.width; start += columns.count) {
+            place_columns(start);
+            std::fill(std::begin(source.row), std::end(source.row), -1);
+            for (std::uint32_t y = rows.start; y < rows.end; ++y) {
+                lines = place_bspline_taps(y, job.source_height, job.height);
+                for (unsigned m = 0; m < bspline_tap_count; ++m) {
+                    slots[m] = lines.position[m] % bspline_tap_count;
+                    if (source.row[slots[m]] == lines.position[m]) continue;
+                    source.row[slots[m]] = lines.position[m];
+                    convert_row(slots[m]);
+                }
+                out = static_cast<sample*>(job.destination) + (std::uint64_t{y} * job.width + start) * n;
+                if (columns.are_close) {
+                    run_row<true>();
+                } else {
+                    run_row<false>();
+                }
+            }
+        }
+    }
 
-    HWY_INLINE void write(std::uint8_t* out) const {
-        constexpr std::uint32_t parts = n / double_lanes;
-        hn::Vec<DD> sums[parts];
-        for (std::uint32_t i = 0; i < parts; ++i) sums[i] = hn::Zero(DD());
-        VF plain = hn::Zero(DF()); // whole numbers: exact
-        double invisible_weight = 0.0;
+private:
+    using real = typename estimate<Format>::real;
+    using sample = typename Format::sample;
+    using word = pixel_word<Format>;
+    using item = hwy::MakeSigned<real>; // of a list that a vector is compressed into, and an index
+
+    // As many whole pixels as fill a vector.
+    using D = hn::CappedTag<real, 16>;
+    using V = hn::Vec<D>;
+    using DI = hn::Rebind<std::int32_t, D>;
+    static constexpr std::uint32_t group_samples = HWY_MIN(HWY_LANES(real), 16);
+    static constexpr std::uint32_t group_pixels = group_samples / n;
+    static constexpr std::uint32_t row_samples = (largest_span + 2 * group_pixels) * n;
+
+    // Source pixels as floats, the invisible ones 0, for the rows under the kernel.
+    struct source_rows {
+        HWY_ALIGN real samples[bspline_tap_count][row_samples];
+        HWY_ALIGN real mixed[bspline_tap_count][block * n];                   // by the weights of the block's columns
+        std::uint8_t visible[bspline_tap_count][largest_span + group_pixels]; // 0 or 1
+        bool has_invisible[bspline_tap_count];
+        std::int64_t row[bspline_tap_count] = {-1, -1, -1, -1};
+    };
+
+    struct block_columns {
+        std::uint32_t count;
+        // Source columns are counted from `left`, which like the last may lie outside of the source: there the columns
+        // at its edges stand again.
+        std::int64_t left;
+        std::uint32_t span;
+        // The taps of each group of columns lie so close together that one load and one permutation fetch them.
+        bool are_close;
+        bspline_taps taps[block];
+        HWY_ALIGN item first[block + group_pixels]; // tap
+        std::uint32_t odd[block];                   // the columns whose taps are not four neighbours
+        std::uint32_t odd_count;
+        // The first column whose first tap is this source column or a later one.
+        std::uint16_t start[largest_span + 1];
+        HWY_ALIGN real weights[block / group_pixels + 1][bspline_tap_count][group_samples];
+        HWY_ALIGN item order[block / group_pixels + 1][group_samples]; // the permutation
+        HWY_ALIGN double exact_weights[bspline_tap_count][block];
+    };
+
+    // What the rows under the kernel have in common, by columns of the source. The last two are set where visible and
+    // invisible taps mix.
+    struct column_state {
+        std::uint8_t visible[largest_span];  // a bit for each row
+        std::uint8_t is_mixed[largest_span]; // the four columns from here on
+        HWY_ALIGN real plain[row_samples];   // sums of the visible taps' colours; in place of alpha their number
+        HWY_ALIGN real invisible_weight[row_samples]; // 0 for alpha
+        // By the bits of the visible rows: their number, in place of alpha, and the weight of the others.
+        HWY_ALIGN real number_of[1 << bspline_tap_count][n];
+        HWY_ALIGN real weight_of[1 << bspline_tap_count][n];
+    };
+
+    const geometry_job& job;
+    block_columns columns;
+    source_rows source;
+    column_state state;
+    bspline_taps lines;
+    unsigned slots[bspline_tap_count];
+    sample* out;
+    HWY_ALIGN item doubtful[block * n + group_samples]; // samples to be made exactly
+    std::uint32_t doubtful_count;
+
+    // ---- Source ------------------------------------------------------------------------------------------------
+
+    // Gives back whether all pixels are visible.
+    HWY_INLINE static bool convert_pixels(const sample* pixels, word alpha, real* samples, std::uint8_t* visible) {
+        const hn::Rebind<sample, D> ds;
+        const hn::Repartition<word, decltype(ds)> dw;
+        const hn::Rebind<std::uint8_t, decltype(dw)> db;
+        const auto whole = hn::BitCast(dw, hn::LoadU(ds, pixels));
+        const auto is_visible = hn::Ne(hn::And(whole, hn::Set(dw, alpha)), hn::Zero(dw));
+        hn::StoreU(hn::TruncateTo(db, hn::IfThenElseZero(is_visible, hn::Set(dw, 1))), db, visible);
+        const auto kept = hn::PromoteTo(DI(), hn::BitCast(ds, hn::IfThenElseZero(is_visible, whole)));
+        if constexpr (sizeof(real) == sizeof(float)) {
+            hn::Store(hn::ConvertTo(D(), kept), D(), samples);
+        } else {
+            hn::Store(hn::PromoteTo(D(), kept), D(), samples);
+        }
+        return hn::AllTrue(dw, is_visible);
+    }
+
+    HWY_INLINE void convert_row(unsigned slot) {
+        const sample* const line = static_cast<const sample*>(job.source) +
+                                   static_cast<std::uint64_t>(source.row[slot]) * job.source_width * n;
+        const word alpha = alpha_bits<Format>();
+        real* const samples = source.samples[slot];
+        std::uint8_t* const visible = source.visible[slot];
+        bool all = true;
+        const auto convert_one_by_one = [&](std::uint32_t start, std::uint32_t stop) {
+            for (std::uint32_t at = start; at < stop; at += group_pixels) {
+                sample pixels[group_samples];
+                for (std::uint32_t k = 0; k < group_pixels; ++k) {
+                    const std::int64_t from = std::clamp<std::int64_t>(columns.left + at + k, 0, job.source_width - 1);
+                    std::copy_n(line + from * n, n, pixels + k * n);
+                }
+                all &= convert_pixels(pixels, alpha, samples + at * n, visible + at);
+            }
+        };
+        std::uint32_t i = columns.left < 0 ? group_pixels : 0;
+        convert_one_by_one(0, i);
+        const std::int64_t end = std::min<std::int64_t>(columns.left + columns.span, job.source_width);
+        for (; columns.left + i + group_pixels <= end; i += group_pixels) {
+            all &= convert_pixels(line + (columns.left + i) * n, alpha, samples + i * n, visible + i);
+        }
+        convert_one_by_one(i, columns.span);
+        source.has_invisible[slot] = !all;
+        real* const mixed = source.mixed[slot];
+        if (columns.are_close) {
+            for (std::uint32_t x = 0; x < columns.count; x += group_pixels) {
+                hn::Store(weigh_taps<true>(samples, x), D(), mixed + x * n);
+            }
+        } else {
+            for (std::uint32_t x = 0; x < columns.count; x += group_pixels) {
+                hn::Store(weigh_taps<false>(samples, x), D(), mixed + x * n);
+            }
+        }
+    }
+
+    // ---- Exact form --------------------------------------------------------------------------------------------
+
+    // The doubtful samples, all of whose taps are visible: row by row, sums in double.
+    HWY_INLINE void write_doubtful() {
+        const hn::CappedTag<double, 8> dd;
+        const hn::Rebind<std::int32_t, decltype(dd)> di;
+        const hn::Rebind<item, decltype(dd)> dn;
+        const hn::RebindToSigned<decltype(dd)> dl;
+        const auto to_index = [&](hn::Vec<decltype(dn)> v) {
+            if constexpr (sizeof(item) == sizeof(std::int64_t)) {
+                return v;
+            } else {
+                return hn::PromoteTo(dl, v);
+            }
+        };
+        constexpr std::uint32_t lanes = HWY_MIN(HWY_LANES(double), 8);
+        std::fill_n(doubtful + doubtful_count, lanes, item{0});
+        for (std::uint32_t i = 0; i < doubtful_count; i += lanes) {
+            const auto where = hn::LoadU(dn, doubtful + i);
+            const auto x = hn::ShiftRight<2>(where);
+            const auto place = hn::And(where, hn::Set(dn, n - 1));
+            const auto at = hn::Add(hn::ShiftLeft<2>(hn::GatherIndex(dn, columns.first, x)), place);
+            hn::Vec<decltype(dd)> weights[bspline_tap_count];
+            for (unsigned k = 0; k < bspline_tap_count; ++k) {
+                weights[k] = hn::GatherIndex(dd, columns.exact_weights[k], to_index(x));
+            }
+            auto sum = hn::Zero(dd);
+            for (unsigned m = 0; m < bspline_tap_count; ++m) {
+                if (lines.weight[m] == 0.0) continue; // it would add 0
+                const auto line_weight = hn::Set(dd, lines.weight[m]);
+                for (unsigned k = 0; k < bspline_tap_count; ++k) {
+                    const real* const samples = source.samples[slots[m]] + k * n;
+                    const auto weight = hn::Mul(line_weight, weights[k]);
+                    if constexpr (sizeof(real) == sizeof(float)) {
+                        const hn::Rebind<float, decltype(dd)> df;
+                        const auto tap = hn::GatherIndex(df, samples, at);
+                        sum = hn::Add(sum, hn::Mul(weight, hn::PromoteTo(dd, tap)));
+                    } else {
+                        sum = hn::Add(sum, hn::Mul(weight, hn::GatherIndex(dd, samples, at)));
+                    }
+                }
+            }
+            HWY_ALIGN std::int32_t whole[lanes];
+            hn::Store(hn::DemoteTo(di, hn::Add(sum, hn::Set(dd, 0.5))), di, whole);
+            const std::uint32_t count = std::min(lanes, doubtful_count - i);
+            for (std::uint32_t lane = 0; lane < count; ++lane)
+                out[doubtful[i + lane]] = static_cast<sample>(whole[lane]);
+        }
+    }
+
+    // One pixel, whatever its taps.
+    HWY_NOINLINE void write_exact(std::uint32_t x) {
+        const hn::CappedTag<double, n> dd;
+        constexpr std::uint32_t lanes = HWY_MIN(HWY_LANES(double), n);
+        constexpr std::uint32_t parts = n / lanes;
+        const hn::CappedTag<real, n> dr;
+        hn::Vec<decltype(dd)> sums[parts];
+        for (auto& sum : sums) sum = hn::Zero(dd);
+        auto plain = hn::Zero(dr); // whole numbers: exact
         std::uint32_t visible = 0;
+        double invisible_weight = 0.0;
         // Without branches: which taps are visible cannot be guessed along an edge. Invisible ones add 0.
         for (unsigned m = 0; m < bspline_tap_count; ++m) {
             for (unsigned k = 0; k < bspline_tap_count; ++k) {
-                const double weight = lines.weight[m] * columns.weight[k];
-                const std::uint32_t at = columns.position[k] - left;
-                const float* const pixel = rows.samples[slots[m]] + at * n;
+                const double weight = lines.weight[m] * columns.taps[x].weight[k];
+                const auto at = static_cast<std::uint32_t>(columns.taps[x].position[k] - columns.left);
+                const real* const pixel = source.samples[slots[m]] + at * n;
                 for (std::uint32_t i = 0; i < parts; ++i) {
-                    const hn::Rebind<float, DD> df;
-                    const auto samples = hn::PromoteTo(DD(), hn::LoadU(df, pixel + i * double_lanes));
-                    sums[i] = hn::Add(sums[i], hn::Mul(hn::Set(DD(), weight), samples));
+                    const auto samples = to_double(hn::LoadU(hn::Rebind<real, decltype(dd)>(), pixel + i * lanes));
+                    sums[i] = hn::Add(sums[i], hn::Mul(hn::Set(dd, weight), samples));
                 }
-                plain = hn::Add(plain, hn::Load(DF(), pixel));
-                const std::uint8_t is_visible = rows.visible[slots[m]][at];
+                plain = hn::Add(plain, hn::Load(dr, pixel));
+                const std::uint8_t is_visible = source.visible[slots[m]][at];
                 visible += is_visible;
                 invisible_weight += weight * (1.0 - is_visible);
             }
         }
         HWY_ALIGN double weighted[n];
-        for (std::uint32_t i = 0; i < parts; ++i) hn::Store(sums[i], DD(), weighted + i * double_lanes);
+        for (std::uint32_t i = 0; i < parts; ++i) hn::Store(sums[i], dd, weighted + i * lanes);
         if (invisible_weight > 0.0 && visible > 0) {
             // Invisible taps take the mean colour of the visible ones.
-            HWY_ALIGN std::int32_t mean[n];
-            hn::Store(hn::ConvertTo(DI(), plain), DI(), mean);
+            HWY_ALIGN real colours[n];
+            hn::Store(plain, dr, colours);
             for (std::uint32_t c = 0; c + 1 < n; ++c) {
-                weighted[c] = (static_cast<std::uint32_t>(mean[c]) / visible) * invisible_weight + weighted[c];
+                weighted[c] =
+                    (static_cast<std::int32_t>(colours[c]) / static_cast<std::int32_t>(visible)) * invisible_weight +
+                    weighted[c];
             }
         }
         for (std::uint32_t c = 0; c < n; ++c) {
-            out[c] = static_cast<std::uint8_t>(static_cast<std::int64_t>(weighted[c] + 0.5));
+            out[x * n + c] = static_cast<sample>(static_cast<std::int32_t>(weighted[c] + 0.5));
         }
     }
-};
 
-// The destination columns of a block, in groups of as many pixels as fill a vector.
-using DG = hn::CappedTag<float, 16>;
-using VG = hn::Vec<DG>;
-constexpr std::uint32_t group_pixels = HWY_MIN(HWY_LANES(float), 16) / n;
-constexpr std::uint32_t group_samples = group_pixels * n;
-
-struct block_columns {
-    std::uint32_t count;
-    bspline_taps taps[block];
-    std::uint32_t first[block + group_pixels]; // tap, within the block's source columns
-    bool is_edge[block];                       // the taps are not four neighbours
-    HWY_ALIGN float weights[block / group_pixels + 1][bspline_tap_count][group_samples];
-};
-
-// The k-th taps of a group's pixels side by side.
-template <std::uint32_t Pixels>
-HWY_INLINE VG load_taps(const float* mixed, const std::uint32_t* first, unsigned k) {
-    const auto tap = [=](std::uint32_t pixel) { return hn::Load(DF(), mixed + (first[pixel] + k) * n); };
-    const hn::CappedTag<float, 8> d8;
-    if constexpr (Pixels == 1) {
-        return tap(0);
-    } else if constexpr (Pixels == 2) {
-        return hn::Combine(d8, tap(1), tap(0));
-    } else {
-        return hn::Combine(DG(), hn::Combine(d8, tap(3), tap(2)), hn::Combine(d8, tap(1), tap(0)));
-    }
-}
-
-// Which pixels of a group have to be made exactly because of their estimate: a bit each.
-HWY_INLINE std::uint32_t uncertain_pixels(VG from_middle) {
-    const auto uncertain = hn::Not(hn::Lt(hn::Abs(from_middle), hn::Set(DG(), 0.5f - uncertainty)));
-    if (HWY_LIKELY(hn::AllFalse(DG(), uncertain))) return 0;
-    std::uint8_t bytes[8] = {};
-    hn::StoreMaskBits(DG(), uncertain, bytes);
-    std::uint32_t pixels = 0;
-    for (std::uint32_t p = 0; p < group_pixels; ++p) {
-        if ((bytes[p / 2] >> (p % 2 * n)) & 0xF) pixels |= 1u << p;
-    }
-    return pixels;
-}
-
-// One destination row of a block.
-HWY_INLINE void run_row(const source_rows& rows, const bspline_taps& lines, const unsigned (&slots)[bspline_tap_count],
-                        const block_columns& columns, std::uint32_t left, std::uint32_t span, std::uint8_t* out) {
-    // The four rows together, by columns of the source.
-    HWY_ALIGN float mixed[largest_span * n];
-    std::uint8_t seen[largest_span]; // bit 0: a visible pixel, bit 1: an invisible one
-    const hn::ScalableTag<float> d;
-    const float* const row[] = {rows.samples[slots[0]], rows.samples[slots[1]], rows.samples[slots[2]],
-                                rows.samples[slots[3]]};
-    for (std::uint32_t i = 0; i < span * n; i += hn::Lanes(d)) {
-        auto sum = hn::Mul(hn::Set(d, static_cast<float>(lines.weight[0])), hn::Load(d, row[0] + i));
-        for (unsigned m = 1; m < bspline_tap_count; ++m) {
-            sum = hn::Add(sum, hn::Mul(hn::Set(d, static_cast<float>(lines.weight[m])), hn::Load(d, row[m] + i)));
-        }
-        hn::Store(sum, d, mixed + i);
-    }
-    std::uint8_t seen_at_all = 0;
-    for (std::uint32_t i = 0; i < span; ++i) {
-        const unsigned visible = rows.visible[slots[0]][i] + rows.visible[slots[1]][i] + rows.visible[slots[2]][i] +
-                                 rows.visible[slots[3]][i];
-        seen[i] = static_cast<std::uint8_t>((visible > 0 ? 1 : 0) | (visible < bspline_tap_count ? 2 : 0));
-        seen_at_all |= seen[i];
-    }
-    const auto is_mixed = [&](std::uint32_t x) {
-        const std::uint8_t* const at = seen + columns.first[x];
-        return (at[0] | at[1] | at[2] | at[3]) == 3;
-    };
-    const bool has_mixed = seen_at_all == 3;
-    // The pixels to be made exactly, kept for the end: which they are cannot be guessed, but how many can.
-    std::uint32_t exact[block + 1];
-    std::uint32_t exact_count = 0;
-    const VG half = hn::Set(DG(), 0.5f);
-    for (std::uint32_t group = 0; group < columns.count; group += group_pixels) {
-        const auto& weights = columns.weights[group / group_pixels];
-        const std::uint32_t* const first = columns.first + group;
-        VG sum = hn::Mul(hn::Load(DG(), weights[0]), load_taps<group_pixels>(mixed, first, 0));
-        for (unsigned k = 1; k < bspline_tap_count; ++k) {
-            sum = hn::Add(sum, hn::Mul(hn::Load(DG(), weights[k]), load_taps<group_pixels>(mixed, first, k)));
-        }
-        const hn::Rebind<std::int32_t, DG> di;
-        const hn::Rebind<std::uint8_t, DG> db;
-        const VG rounded = hn::Add(sum, half);
-        const auto whole = hn::ConvertTo(di, rounded);
-        std::uint32_t uncertain = uncertain_pixels(hn::Sub(hn::Sub(rounded, hn::ConvertTo(DG(), whole)), half));
-        const std::uint32_t count = std::min(group_pixels, columns.count - group);
-        if (count == group_pixels) {
-            hn::StoreU(hn::DemoteTo(db, whole), db, out + group * n);
+    template <class V4>
+    HWY_INLINE static auto to_double(V4 v) {
+        if constexpr (sizeof(real) == sizeof(float)) {
+            return hn::PromoteTo(hn::CappedTag<double, HWY_MIN(HWY_LANES(double), n)>(), v);
         } else {
-            std::uint8_t last[group_samples];
-            hn::StoreU(hn::DemoteTo(db, whole), db, last);
-            std::memcpy(out + group * n, last, count * n);
-        }
-        for (std::uint32_t p = 0; p < count; ++p, uncertain >>= 1) {
-            const std::uint32_t x = group + p;
-            exact[exact_count] = x;
-            exact_count += (uncertain & 1) | columns.is_edge[x] | (has_mixed && is_mixed(x) ? 1 : 0);
+            return v;
         }
     }
-    for (std::uint32_t i = 0; i < exact_count; ++i) {
-        exact_pixel{rows, lines, columns.taps[exact[i]], left, slots}.write(out + exact[i] * n);
-    }
-}
 
-bool bspline(const geometry_job& job, row_range rows) {
-    block_columns columns;
-    for (std::uint64_t start = 0; start < job.width;) {
-        const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(block, job.width - start));
-        std::uint32_t count = 0, first = UINT32_MAX, last = 0;
-        for (; count < wanted; ++count) {
-            bspline_taps& taps = columns.taps[count];
-            taps = place_bspline_taps(static_cast<std::uint32_t>(start) + count, job.source_width, job.width);
-            const auto [low, high] = std::minmax_element(taps.position, taps.position + bspline_tap_count);
-            // A block ends early where its columns would touch more of the source than there is room for.
-            if (std::max(last, *high) - std::min(first, *low) >= largest_span - HWY_LANES(float)) break;
-            first = std::min(first, *low);
-            last = std::max(last, *high);
-        }
-        columns.count = count;
-        std::fill(std::begin(columns.first), std::end(columns.first), 0u);
-        std::memset(columns.weights, 0, sizeof(columns.weights));
-        for (std::uint32_t x = 0; x < count; ++x) {
-            const bspline_taps& taps = columns.taps[x];
-            columns.is_edge[x] = taps.position[bspline_tap_count - 1] - taps.position[0] != 3;
-            if (columns.is_edge[x]) continue;
-            columns.first[x] = taps.position[0] - first;
-            for (unsigned k = 0; k < bspline_tap_count; ++k) {
-                float* const weights = columns.weights[x / group_pixels][k] + x % group_pixels * n;
-                std::fill_n(weights, n, static_cast<float>(taps.weight[k]));
+    // ---- Estimate ----------------------------------------------------------------------------------------------
+
+    // The k-th taps of a group's pixels side by side.
+    template <bool AreClose>
+    HWY_INLINE V load_taps(const real* samples, std::uint32_t group, unsigned k) const {
+        const item* const first = columns.first + group;
+        if constexpr (AreClose) {
+            const V near = hn::LoadU(D(), samples + (first[0] + k) * n);
+            if constexpr (group_pixels == 1) return near;
+            return hn::TableLookupLanes(near, hn::SetTableIndices(D(), columns.order[group / group_pixels]));
+        } else {
+            const hn::CappedTag<real, n> d4;
+            const auto tap = [&](std::uint32_t pixel) { return hn::Load(d4, samples + (first[pixel] + k) * n); };
+            const hn::CappedTag<real, 2 * n> d8;
+            if constexpr (group_pixels == 1) {
+                return tap(0);
+            } else if constexpr (group_pixels == 2) {
+                return hn::Combine(d8, tap(1), tap(0));
+            } else {
+                return hn::Combine(D(), hn::Combine(d8, tap(3), tap(2)), hn::Combine(d8, tap(1), tap(0)));
             }
         }
-        const std::uint32_t span = last - first + 1;
-        source_rows source;
-        std::memset(source.samples, 0, sizeof(source.samples));
-        for (std::uint32_t y = rows.start; y < rows.end; ++y) {
-            const bspline_taps lines = place_bspline_taps(y, job.source_height, job.height);
-            unsigned slots[bspline_tap_count];
-            for (unsigned m = 0; m < bspline_tap_count; ++m) {
-                const std::uint32_t row = lines.position[m];
-                slots[m] = row % bspline_tap_count;
-                if (source.row[slots[m]] == row) continue;
-                source.row[slots[m]] = row;
-                convert_row(static_cast<const std::uint8_t*>(job.source) +
-                                (std::uint64_t{row} * job.source_width + first) * n,
-                            span, source.samples[slots[m]], source.visible[slots[m]]);
-            }
-            run_row(source, lines, slots, columns, first, span,
-                    static_cast<std::uint8_t*>(job.destination) + (std::uint64_t{y} * job.width + start) * n);
-        }
-        start += count;
     }
+
+    template <bool AreClose>
+    HWY_INLINE V weigh_taps(const real* samples, std::uint32_t group) const {
+        const auto& weights = columns.weights[group / group_pixels];
+        V sum = hn::Mul(hn::Load(D(), weights[0]), load_taps<AreClose>(samples, group, 0));
+        for (unsigned k = 1; k < bspline_tap_count; ++k) {
+            sum = hn::MulAdd(hn::Load(D(), weights[k]), load_taps<AreClose>(samples, group, k), sum);
+        }
+        return sum;
+    }
+
+    // The four rows of a group by their weights.
+    struct row_mixer {
+        const real* from[bspline_tap_count];
+        V weights[bspline_tap_count];
+
+        HWY_INLINE V operator()(std::uint32_t group) const {
+            V sum = hn::Mul(weights[0], hn::Load(D(), from[0] + group * n));
+            for (unsigned m = 1; m < bspline_tap_count; ++m) {
+                sum = hn::MulAdd(weights[m], hn::Load(D(), from[m] + group * n), sum);
+            }
+            return sum;
+        }
+    };
+
+    HWY_INLINE row_mixer rows_of_line() const {
+        row_mixer mixer;
+        for (unsigned m = 0; m < bspline_tap_count; ++m) {
+            mixer.from[m] = source.mixed[slots[m]];
+            mixer.weights[m] = hn::Set(D(), static_cast<real>(lines.weight[m]));
+        }
+        return mixer;
+    }
+
+    // Adding it rounds a float of this size to a whole number and leaves that in the low bits.
+    static constexpr real magic = sizeof(real) == sizeof(float) ? real(1 << 23) : real(std::uint64_t{1} << 52);
+
+    // Writes rounded estimates, and lists the doubtful samples; `at` is the first sample's place in the row.
+    HWY_INLINE static void write_samples(V sum, std::uint32_t at, hn::Vec<hn::Rebind<item, D>> lane_numbers,
+                                         std::uint32_t limit, sample* out, item* list, std::uint32_t& listed) {
+        const V moved = hn::Add(sum, hn::Set(D(), magic));
+        const V from_whole = hn::Abs(hn::Sub(sum, hn::Sub(moved, hn::Set(D(), magic))));
+        auto is_doubtful = hn::Gt(from_whole, hn::Set(D(), static_cast<real>(0.5 - estimate<Format>::uncertainty)));
+        const hn::Rebind<item, D> du;
+        const hn::Rebind<sample, D> ds;
+        const auto samples = hn::TruncateTo(ds, hn::BitCast(hn::RebindToUnsigned<D>(), moved));
+        if (HWY_LIKELY(limit - at >= group_samples)) {
+            hn::StoreU(samples, ds, out + at);
+        } else {
+            sample last[group_samples];
+            hn::StoreU(samples, ds, last);
+            std::memcpy(out + at, last, (limit - at) * sizeof(sample));
+            is_doubtful = hn::And(is_doubtful, hn::FirstN(D(), limit - at));
+        }
+        const auto where = hn::Add(lane_numbers, hn::Set(du, static_cast<item>(at)));
+        hn::StoreU(hn::Compress(where, hn::RebindMask(du, is_doubtful)), du, list + listed);
+        listed += static_cast<std::uint32_t>(hn::CountTrue(D(), is_doubtful));
+    }
+
+    // Groups all of whose pixels have visible taps only, or invisible ones only.
+    HWY_INLINE void write_plain_groups(const row_mixer& mixer, std::uint32_t group, std::uint32_t end) {
+        const auto lane_numbers = hn::Iota(hn::Rebind<item, D>(), 0);
+        sample* const to = out;
+        const std::uint32_t limit = columns.count * n;
+        std::uint32_t listed = doubtful_count;
+        for (; group < end; group += group_pixels) {
+            write_samples(mixer(group), group * n, lane_numbers, limit, to, doubtful, listed);
+        }
+        doubtful_count = listed;
+    }
+
+    // Groups with pixels whose taps mix.
+    template <bool AreClose>
+    HWY_NOINLINE void write_mixed_groups(const row_mixer& mixer, std::uint32_t group, std::uint32_t end) {
+        const hn::CappedTag<real, n> d4;
+        const auto is_colour = hn::FirstN(d4, n - 1);
+        const auto first = static_cast<std::uint32_t>(columns.first[group]);
+        const auto last =
+            static_cast<std::uint32_t>(columns.first[std::min(end, columns.count) - 1]) + bspline_tap_count;
+        for (std::uint32_t i = first; i < std::min(last, columns.span); ++i) {
+            auto plain = hn::Load(d4, source.samples[slots[0]] + i * n);
+            for (unsigned m = 1; m < bspline_tap_count; ++m) {
+                plain = hn::Add(plain, hn::Load(d4, source.samples[slots[m]] + i * n));
+            }
+            const std::uint8_t visible = state.visible[i];
+            plain = hn::IfThenElse(is_colour, plain, hn::Load(d4, state.number_of[visible]));
+            hn::Store(plain, d4, state.plain + i * n);
+            hn::Store(hn::Load(d4, state.weight_of[visible]), d4, state.invisible_weight + i * n);
+        }
+        HWY_ALIGN item of_alpha[group_samples];
+        for (std::uint32_t i = 0; i < group_samples; ++i) of_alpha[i] = static_cast<item>(i | (n - 1));
+        const auto lane_numbers = hn::Iota(hn::Rebind<item, D>(), 0);
+        std::uint32_t listed = doubtful_count;
+        for (; group < end; group += group_pixels) {
+            V plain = load_taps<AreClose>(state.plain, group, 0);
+            for (unsigned k = 1; k < bspline_tap_count; ++k) {
+                plain = hn::Add(plain, load_taps<AreClose>(state.plain, group, k));
+            }
+            // The quotient is whole or at least 1 / 16 below the next whole number: its rounding does no harm.
+            const V count = hn::TableLookupLanes(plain, hn::SetTableIndices(D(), of_alpha));
+            const V mean = hn::Trunc(hn::Div(plain, hn::Max(count, hn::Set(D(), real(1)))));
+            const V fill = weigh_taps<AreClose>(state.invisible_weight, group);
+            write_samples(hn::MulAdd(mean, fill, mixer(group)), group * n, lane_numbers, columns.count * n, out,
+                          doubtful, listed);
+        }
+        while (listed > doubtful_count) write_exact(static_cast<std::uint32_t>(doubtful[--listed]) / n);
+    }
+
+    HWY_INLINE void weigh_invisible_rows() {
+        const hn::CappedTag<real, n> d4;
+        hn::Vec<decltype(d4)> sums[1 << bspline_tap_count];
+        sums[0] = hn::Zero(d4);
+        for (unsigned m = 0; m < bspline_tap_count; ++m) {
+            const auto weight =
+                hn::IfThenElseZero(hn::FirstN(d4, n - 1), hn::Set(d4, static_cast<real>(lines.weight[m])));
+            for (unsigned rows = 0; rows < 1u << m; ++rows) sums[rows | 1u << m] = hn::Add(sums[rows], weight);
+        }
+        constexpr unsigned every = (1 << bspline_tap_count) - 1;
+        for (unsigned rows = 0; rows <= every; ++rows) hn::Store(sums[rows], d4, state.weight_of[every - rows]);
+    }
+
+    // Finds the columns from which on visible and invisible taps mix; returns the number of columns looked at.
+    HWY_INLINE std::uint32_t find_mixed() {
+        const std::uint8_t* const from[] = {source.visible[slots[0]], source.visible[slots[1]],
+                                            source.visible[slots[2]], source.visible[slots[3]]};
+        for (std::uint32_t i = 0; i < columns.span; ++i) {
+            state.visible[i] =
+                static_cast<std::uint8_t>(from[0][i] | from[1][i] << 1 | from[2][i] << 2 | from[3][i] << 3);
+        }
+        if (columns.span < bspline_tap_count) return 0;
+        constexpr unsigned every = (1 << bspline_tap_count) - 1;
+        const std::uint32_t end = columns.span - (bspline_tap_count - 1);
+        const std::uint8_t* const seen = state.visible;
+        for (std::uint32_t i = 0; i < end; ++i) {
+            const unsigned some = seen[i] | seen[i + 1] | seen[i + 2] | seen[i + 3];
+            const unsigned all = seen[i] & seen[i + 1] & seen[i + 2] & seen[i + 3];
+            state.is_mixed[i] = static_cast<std::uint8_t>((some != 0 ? 1 : 0) & (all != every ? 1 : 0));
+        }
+        return end;
+    }
+
+    template <bool AreClose>
+    HWY_INLINE void run_row() {
+        const row_mixer mixer = rows_of_line();
+        doubtful_count = 0;
+        std::uint32_t group = 0;
+        bool has_invisible = false;
+        for (const unsigned slot : slots) has_invisible |= source.has_invisible[slot];
+        if (has_invisible) {
+            const std::uint32_t end = find_mixed();
+            weigh_invisible_rows();
+            for (std::uint32_t i = 0; i < end;) {
+                if (i + 8 <= end) {
+                    std::uint64_t eight;
+                    std::memcpy(&eight, state.is_mixed + i, sizeof(eight));
+                    if (eight == 0) {
+                        i += 8;
+                        continue;
+                    }
+                }
+                if (!state.is_mixed[i]) {
+                    ++i;
+                    continue;
+                }
+                const std::uint32_t from = std::max<std::uint32_t>(columns.start[i], group);
+                while (i < end && state.is_mixed[i]) ++i;
+                const std::uint32_t mixed = from / group_pixels * group_pixels;
+                const std::uint32_t mixed_end = (columns.start[i] + group_pixels - 1) / group_pixels * group_pixels;
+                if (mixed_end <= mixed) continue;
+                write_plain_groups(mixer, group, mixed);
+                write_mixed_groups<AreClose>(mixer, mixed, mixed_end);
+                group = mixed_end;
+            }
+        }
+        write_plain_groups(mixer, group, columns.count);
+        write_doubtful();
+        for (std::uint32_t i = 0; i < columns.odd_count; ++i) write_exact(columns.odd[i]);
+    }
+
+    // ---- Blocks ------------------------------------------------------------------------------------------------
+
+    // Places a block of columns from `start` on.
+    void place_columns(std::uint64_t start) {
+        const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(block, job.width - start));
+        std::int64_t right = 0;
+        std::int64_t first[block];
+        columns.odd_count = 0;
+        for (columns.count = 0; columns.count < wanted; ++columns.count) {
+            const std::uint32_t x = columns.count;
+            bspline_taps& taps = columns.taps[x];
+            taps = place_bspline_taps(static_cast<std::uint32_t>(start) + x, job.source_width, job.width);
+            first[x] = std::int64_t{taps.position[1]} - 1;
+            if (x == 0) columns.left = first[x];
+            // A block ends early where its columns would touch more of the source than there is room for, and where
+            // positions turn back.
+            const std::int64_t last = first[x] + bspline_tap_count - 1;
+            if (x > 0 && (first[x] < first[x - 1] || last - columns.left >= largest_span)) break;
+            right = last;
+            bool are_neighbours = true;
+            for (unsigned k = 0; k < bspline_tap_count; ++k) {
+                const std::int64_t neighbour = std::clamp<std::int64_t>(first[x] + k, 0, job.source_width - 1);
+                are_neighbours &= neighbour == taps.position[k];
+            }
+            if (!are_neighbours) columns.odd[columns.odd_count++] = x;
+        }
+        columns.span = static_cast<std::uint32_t>(right - columns.left + 1);
+        const std::uint32_t end = (columns.count + group_pixels - 1) / group_pixels * group_pixels;
+        std::uint32_t filled = 0;
+        for (std::uint32_t x = 0; x < end; ++x) {
+            const bspline_taps& taps = columns.taps[std::min(x, columns.count - 1)];
+            const auto away = static_cast<std::uint32_t>(first[std::min(x, columns.count - 1)] - columns.left);
+            columns.first[x] = static_cast<item>(away);
+            while (filled <= away) columns.start[filled++] = static_cast<std::uint16_t>(x);
+            for (unsigned k = 0; k < bspline_tap_count; ++k) {
+                real* const weights = columns.weights[x / group_pixels][k] + x % group_pixels * n;
+                std::fill_n(weights, n, static_cast<real>(taps.weight[k]));
+                if (x < columns.count) columns.exact_weights[k][x] = taps.weight[k];
+            }
+        }
+        std::fill(columns.start + filled, std::end(columns.start), static_cast<std::uint16_t>(columns.count));
+        columns.are_close = true;
+        for (std::uint32_t x = 0; x < end; ++x) {
+            const item away = columns.first[x] - columns.first[x / group_pixels * group_pixels];
+            columns.are_close &= away < item{group_pixels};
+            for (std::uint32_t c = 0; c < n; ++c) {
+                columns.order[x / group_pixels][x % group_pixels * n + c] = (away * n + c) % item{group_samples};
+            }
+        }
+    }
+};
+
+template <class Format>
+bool bspline(const geometry_job& job, row_range rows) {
+    kernel<Format> all(job);
+    all.run(rows);
     return true;
 }
 
 #endif
+
+// Dispatch takes functions, not templates.
+bool bspline_rgba_8(const geometry_job& job, row_range rows) { return bspline<rgba_8>(job, rows); }
 
 } // namespace zarn::vector::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -266,9 +577,19 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zarn::vector {
 
-HWY_EXPORT(bspline);
+HWY_EXPORT(bspline_rgba_8);
 
-bool bspline_rgba_8(const geometry_job& job, row_range rows) { return HWY_DYNAMIC_DISPATCH(bspline)(job, rows); }
+template <class Format>
+bool bspline_rows(const geometry_job&, row_range) {
+    return false;
+}
+
+template <>
+bool bspline_rows<rgba_8>(const geometry_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(bspline_rgba_8)(job, rows);
+}
+
+template bool bspline_rows<rgba_16>(const geometry_job&, row_range);
 
 } // namespace zarn::vector
 #endif

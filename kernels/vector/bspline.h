@@ -1,4 +1,4 @@
-// The cubic B-spline of 8-bit RGBA in vectors, bit for bit the plain form of kernels/bspline.cpp.
+// The cubic B-spline in vectors, bit for bit the plain form of kernels/bspline.cpp.
 #pragma once
 
 #include "core/row_range.h"
@@ -6,7 +6,8 @@
 
 namespace zarn::vector {
 
-// False, with nothing done, where the machine has no vectors for it.
-bool bspline_rgba_8(const geometry_job& job, row_range rows);
+// False, with nothing done, where there is no vector code for the format or the machine.
+template <class Format>
+bool bspline_rows(const geometry_job& job, row_range rows);
 
 } // namespace zarn::vector
