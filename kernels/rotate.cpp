@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <type_traits>
 
 #include "kernels/pixel_format.h"
 #include "kernels/vector/rotate.h"
@@ -54,9 +53,7 @@ void sample_bilinear(const rotate_job& job, double source_x, double source_y, ty
 
 template <class Format>
 void rotate_rows(const rotate_job& job, row_range rows) {
-    if constexpr (std::is_same_v<Format, rgba_8>) {
-        if (vector::rotate_rgba_8(job, rows)) return;
-    }
+    if (vector::rotate_rows<Format>(job, rows)) return;
     using sample = typename Format::sample;
     constexpr unsigned n = channels<Format>;
 

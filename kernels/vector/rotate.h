@@ -1,4 +1,4 @@
-// Bilinear rotation of 8-bit RGBA in vectors, bit for bit the plain form of kernels/rotate.cpp.
+// Bilinear rotation in vectors, bit for bit the plain form of kernels/rotate.cpp.
 #pragma once
 
 #include "core/row_range.h"
@@ -6,7 +6,9 @@
 
 namespace zarn::vector {
 
-// False, with nothing done, where the machine has no vectors for it or the source is too large for them.
-bool rotate_rgba_8(const rotate_job& job, row_range rows);
+// False, with nothing done, where there is no vector code for the format or the machine, and where the source is too
+// large for it.
+template <class Format>
+bool rotate_rows(const rotate_job& job, row_range rows);
 
 } // namespace zarn::vector
