@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <type_traits>
 
 #include "kernels/area_box.h"
 #include "kernels/pixel_format.h"
@@ -37,9 +36,7 @@ void average_box(const geometry_job& job, area_box columns, area_box rows, typen
 
 template <class Format>
 void area_average_rows(const geometry_job& job, row_range rows) {
-    if constexpr (std::is_same_v<Format, rgba_8>) {
-        if (vector::area_average_rgba_8(job, rows)) return;
-    }
+    if (vector::area_average_rows<Format>(job, rows)) return;
     using sample = typename Format::sample;
     constexpr std::uint32_t block = 256;
 

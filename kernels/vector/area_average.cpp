@@ -2,134 +2,258 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 
 #include "kernels/area_box.h"
-#include "kernels/pixel_format.h"
-#include "kernels/vector/rgba_word.h"
+#include "kernels/vector/pixel_word.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/area_average.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-// The rows of a box are summed first, for all columns of the source that a block of destination columns touches. Sums
-// of up to 257 rows fit 16 bits. The division in 32-bit floats gives the whole part of the quotient: a sum below 2^24
-// is exact, and the quotient lies on a whole number or at least 1 / count > 2^-15 below the next, more than its
-// rounding.
+// The rows of a box are summed first, for all columns of the source that a block of destination columns touches. Where
+// boxes are small, the means of all boxes that a source column could start are made next, as if all their pixels were
+// visible or none, and each destination pixel takes one. Those whose box mixes visible and invisible pixels are made
+// one by one.
 
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
-bool area_average(const geometry_job&, row_range) { return false; }
+template <class Format>
+bool area_average(const geometry_job&, row_range) {
+    return false;
+}
 
 #else
 
 namespace hn = hwy::HWY_NAMESPACE;
 
 constexpr std::uint32_t n = 4;
-constexpr std::uint32_t block = 64;          // destination columns worked on at a time
+constexpr std::uint32_t block = 512;         // destination columns worked on at a time
 constexpr std::uint32_t largest_span = 1024; // source columns they may touch
-constexpr std::uint64_t largest_rows = 257;
-constexpr std::uint64_t largest_area = 32767;
+constexpr std::uint32_t most_columns = 8;    // of a small box
 
-using D16 = hn::ScalableTag<std::uint16_t>;
-using D8 = hn::Rebind<std::uint8_t, D16>;      // the same samples in 8 bits
-using DP = hn::Repartition<std::uint32_t, D8>; // the same as pixels
-constexpr std::uint32_t group_pixels = HWY_LANES(std::uint16_t) / n;
+template <class Format>
+struct arithmetic;
 
-struct column_sums {
-    HWY_ALIGN std::uint16_t samples[largest_span * n];
-    HWY_ALIGN std::uint32_t visible[largest_span];
+template <>
+struct arithmetic<rgba_8> {
+    using sum = std::uint16_t;
+    static constexpr std::uint64_t most_rows = 257;   // their sums fit
+    static constexpr std::uint64_t most_area = 32767; // of a box
+    static constexpr std::uint32_t most_small = 128;  // area of a small box
+
+    // Divides sums of `area` samples: times a 16-bit reciprocal m / 2^(16 + shift), where 2^shift < area <= 2^(shift +
+    // 1). Rounded up it exceeds 1 / area by less than 1 / 2^(16 + shift), and a sum of at most 255 * 128 times that is
+    // less than 1 / area: the quotient does not reach the next whole number.
+    struct divider {
+        std::uint16_t reciprocal;
+        int shift;
+
+        explicit divider(std::uint32_t area)
+            : shift(0) {
+            while (2u << shift < area) ++shift;
+            reciprocal = static_cast<std::uint16_t>(((65536u << shift) + area - 1) / area);
+        }
+        template <class D>
+        HWY_INLINE hn::Vec<D> operator()(D d, hn::Vec<D> sums) const {
+            return hn::ShiftRightSame(hn::MulHigh(sums, hn::Set(d, reciprocal)), shift);
+        }
+    };
+
+    // The division in 32-bit floats gives the whole part of the quotient: a sum below 2^24 is exact, and the quotient
+    // lies on a whole number or at least 1 / most_area below the next, more than its rounding.
+    HWY_INLINE static void write_mean(const sum* samples, std::uint32_t columns, std::uint32_t visible,
+                                      std::uint32_t area, std::uint8_t* out) {
+        const hn::CappedTag<std::int32_t, n> d;
+        const hn::Rebind<float, decltype(d)> df;
+        const hn::Rebind<std::uint16_t, decltype(d)> d16;
+        const hn::Rebind<std::uint8_t, decltype(d)> d8;
+        auto total = hn::Zero(d);
+        for (std::uint32_t x = 0; x < columns; ++x) {
+            total = hn::Add(total, hn::PromoteTo(d, hn::LoadU(d16, samples + x * n)));
+        }
+        const auto of_colour = hn::Set(d, static_cast<std::int32_t>(visible));
+        const auto of_alpha = hn::Set(d, static_cast<std::int32_t>(area));
+        const auto divisor = hn::ConvertTo(df, hn::IfThenElse(hn::FirstN(d, n - 1), of_colour, of_alpha));
+        hn::StoreU(hn::DemoteTo(d8, hn::ConvertTo(d, hn::Div(hn::ConvertTo(df, total), divisor))), d8, out);
+    }
 };
 
-// `pixels` is the first row's; rows lie `line` pixels apart (backwards for pictures stored bottom up).
-HWY_INLINE void sum_rows(const std::uint32_t* pixels, std::int64_t line, std::uint32_t rows, std::uint32_t span,
-                         column_sums& out) {
-    const D16 d16;
-    const DP dp;
-    const auto alpha = hn::Set(dp, rgba_word(0, 255)), one = hn::Set(dp, 1);
-    for (std::uint32_t group = 0; group < span; group += group_pixels) {
-        const std::uint32_t i = std::min(group, span - group_pixels);
-        auto sum = hn::Zero(d16);
-        auto visible = hn::Zero(dp);
-        const std::uint32_t* at = pixels + i;
-        for (std::uint32_t row = 0; row < rows; ++row, at += line) {
-            const auto loaded = hn::LoadU(dp, at);
-            const auto seen = hn::Ne(hn::And(loaded, alpha), hn::Zero(dp));
-            sum = hn::Add(sum, hn::PromoteTo(d16, hn::BitCast(D8(), hn::IfThenElseZero(seen, loaded))));
-            visible = hn::Add(visible, hn::IfThenElseZero(seen, one));
-        }
-        hn::StoreU(sum, d16, out.samples + i * n);
-        hn::StoreU(visible, dp, out.visible + i);
+template <class Format>
+class kernel {
+public:
+    explicit kernel(const geometry_job& what)
+        : job(what) {
+        std::memset(&sums.samples, 0, sizeof(sums.samples));
     }
-}
 
-// The mean of the columns [start, end) of a block's sums.
-HWY_INLINE void write_mean(const column_sums& sums, std::uint32_t start, std::uint32_t end, std::uint32_t rows,
-                           std::uint8_t* out) {
-    const hn::CappedTag<std::int32_t, n> d;
-    const hn::Rebind<float, decltype(d)> df;
-    const hn::Rebind<std::uint16_t, decltype(d)> d16;
-    const hn::Rebind<std::uint8_t, decltype(d)> d8;
-    auto sum = hn::Zero(d);
-    std::uint32_t visible = 0;
-    for (std::uint32_t x = start; x < end; ++x) {
-        sum = hn::Add(sum, hn::PromoteTo(d, hn::Load(d16, sums.samples + x * n)));
-        visible += sums.visible[x];
-    }
-    // Without visible pixels the sums of colour are 0 too.
-    const auto colour = hn::Set(d, static_cast<std::int32_t>(std::max(visible, 1u)));
-    const auto all = hn::Set(d, static_cast<std::int32_t>((end - start) * rows));
-    const auto is_alpha = hn::Not(hn::FirstN(d, n - 1));
-    const auto divisor = hn::ConvertTo(df, hn::IfThenElse(is_alpha, all, colour));
-    hn::StoreU(hn::DemoteTo(d8, hn::ConvertTo(d, hn::Div(hn::ConvertTo(df, sum), divisor))), d8, out);
-}
-
-bool area_average(const geometry_job& job, row_range rows) {
-    const area_box_placement columns(job.source_width, job.width);
-    const area_box_placement lines(job.source_height, job.height);
-    // Beyond 2^24 pixels a side the floats of the placement may leave the source.
-    const bool fits = lines.longest() <= largest_rows && columns.longest() * lines.longest() <= largest_area &&
-                      columns.longest() + group_pixels < largest_span && job.source_width >= group_pixels &&
-                      job.source_width < (1u << 24) && job.source_height < (1u << 24);
-    if (!fits) return false;
-
-    const auto* const source = static_cast<const std::uint32_t*>(job.source);
-    const std::int64_t line = job.lower_left ? -std::int64_t{job.source_width} : std::int64_t{job.source_width};
-    column_sums sums;
-    area_box placed[block];
-    for (std::uint64_t start = 0; start < job.width;) {
-        const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(block, job.width - start));
-        std::uint32_t count = 0, first = UINT32_MAX, end = 0;
-        for (; count < wanted; ++count) {
-            placed[count] = columns(static_cast<std::uint32_t>(start) + count);
-            const std::uint32_t low = std::min(first, placed[count].start), high = std::max(end, placed[count].end);
-            if (count > 0 && high - low + group_pixels > largest_span) break;
-            first = low;
-            end = high;
-        }
-        // Vectors must not reach beyond the row.
-        first = std::min(first, job.source_width - group_pixels);
-        const std::uint32_t span = std::max(end - first, group_pixels);
-        for (std::uint32_t row = rows.start; row < rows.end; ++row) {
-            const area_box box = lines(row);
-            const std::uint32_t height = box.end - box.start;
-            const std::uint64_t top = memory_row(box.start, job.source_height, job.lower_left);
-            sum_rows(source + top * job.source_width + first, line, height, span, sums);
-            auto* out = static_cast<std::uint8_t*>(job.destination) +
-                        (std::uint64_t{memory_row(row, job.height, job.lower_left)} * job.width + start) * n;
-            for (std::uint32_t i = 0; i < count; ++i, out += n) {
-                write_mean(sums, placed[i].start - first, placed[i].end - first, height, out);
+    // False if boxes are too large.
+    bool run(row_range rows) {
+        const area_box_placement columns(job.source_width, job.width);
+        const area_box_placement lines(job.source_height, job.height);
+        // Beyond 2^24 pixels a side the floats of the placement may leave the source.
+        const bool fits = lines.longest() <= values::most_rows &&
+                          columns.longest() * lines.longest() <= values::most_area &&
+                          columns.longest() + group_pixels < largest_span && job.source_width >= group_pixels &&
+                          job.source_width < (1u << 24) && job.source_height < (1u << 24);
+        if (!fits) return false;
+        for (std::uint64_t start = 0; start < job.width; start += count) {
+            place_columns(columns, start);
+            for (std::uint32_t row = rows.start; row < rows.end; ++row) {
+                out = static_cast<sample*>(job.destination) +
+                      (std::uint64_t{memory_row(row, job.height, job.lower_left)} * job.width + start) * n;
+                run_row(lines(row));
             }
         }
-        start += count;
+        return true;
     }
-    return true;
+
+private:
+    using values = arithmetic<Format>;
+    using sample = typename Format::sample;
+    using sum = typename values::sum;
+    using word = pixel_word<Format>;
+    using DS = hn::ScalableTag<sum>;
+    using DP = hn::Rebind<sample, DS>;    // the samples themselves
+    using DW = hn::Repartition<word, DP>; // the same as pixels
+    static constexpr std::uint32_t group_pixels = HWY_LANES(sum) / n;
+    static constexpr std::uint32_t most_groups = largest_span / group_pixels + 1;
+
+    enum : std::uint8_t { has_visible = 1, has_invisible = 2, is_mixed = 3 };
+
+    struct column_sums {
+        HWY_ALIGN sum samples[(largest_span + most_columns + group_pixels) * n];
+        HWY_ALIGN word visible[largest_span];
+        std::uint8_t kind[most_groups]; // of the pixels of each group of columns
+    };
+
+    const geometry_job& job;
+    sample* out;
+    std::uint32_t count;                          // destination columns of the block
+    std::uint32_t first, span;                    // source columns of the block
+    std::uint32_t width;                          // of most boxes
+    std::uint16_t start_of[block], end_of[block]; // the boxes, within the block's source columns
+    std::uint16_t touching[most_groups + 1];      // the first box that reaches into a group, or a later one
+    std::uint16_t clipped[block];                 // boxes of another width
+    std::uint32_t clipped_count;
+    column_sums sums;
+    HWY_ALIGN sample means[(largest_span + group_pixels) * n];
+
+    void place_columns(const area_box_placement& columns, std::uint64_t start) {
+        const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(block, job.width - start));
+        area_box placed[block];
+        std::uint32_t low = UINT32_MAX, high = 0;
+        for (count = 0; count < wanted; ++count) {
+            placed[count] = columns(static_cast<std::uint32_t>(start) + count);
+            const std::uint32_t next_low = std::min(low, placed[count].start);
+            const std::uint32_t next_high = std::max(high, placed[count].end);
+            if (count > 0 && next_high - next_low + group_pixels > largest_span) break;
+            low = next_low;
+            high = next_high;
+        }
+        // Vectors must not reach beyond the row.
+        first = std::min(low, job.source_width - group_pixels);
+        span = std::max(high - first, group_pixels);
+        width = placed[count / 2].end - placed[count / 2].start;
+        clipped_count = 0;
+        std::uint32_t group = 0;
+        for (std::uint32_t x = 0; x < count; ++x) {
+            start_of[x] = static_cast<std::uint16_t>(placed[x].start - first);
+            end_of[x] = static_cast<std::uint16_t>(placed[x].end - first);
+            if (placed[x].end - placed[x].start != width) clipped[clipped_count++] = static_cast<std::uint16_t>(x);
+            while (group <= most_groups && group * group_pixels < end_of[x]) {
+                touching[group++] = static_cast<std::uint16_t>(x);
+            }
+        }
+        std::fill(touching + group, touching + most_groups + 1, static_cast<std::uint16_t>(count));
+    }
+
+    HWY_INLINE void sum_rows(area_box box) {
+        const DS ds;
+        const DP dp;
+        const DW dw;
+        const auto alpha = hn::Set(dw, alpha_bits<Format>()), one = hn::Set(dw, 1);
+        const std::int64_t line = job.lower_left ? -std::int64_t{job.source_width} : std::int64_t{job.source_width};
+        const word* const top =
+            static_cast<const word*>(job.source) +
+            std::uint64_t{memory_row(box.start, job.source_height, job.lower_left)} * job.source_width + first;
+        for (std::uint32_t group = 0; group < span; group += group_pixels) {
+            const std::uint32_t i = std::min(group, span - group_pixels);
+            auto total = hn::Zero(ds);
+            auto visible = hn::Zero(dw);
+            const word* at = top + i;
+            for (std::uint32_t row = box.start; row < box.end; ++row, at += line) {
+                const auto loaded = hn::LoadU(dw, at);
+                const auto seen = hn::Ne(hn::And(loaded, alpha), hn::Zero(dw));
+                total = hn::Add(total, hn::PromoteTo(ds, hn::BitCast(dp, hn::IfThenElseZero(seen, loaded))));
+                visible = hn::Add(visible, hn::IfThenElseZero(seen, one));
+            }
+            hn::StoreU(total, ds, sums.samples + i * n);
+            hn::StoreU(visible, dw, sums.visible + i);
+            const auto all = hn::Eq(visible, hn::Set(dw, box.end - box.start));
+            const auto none = hn::Eq(visible, hn::Zero(dw));
+            sums.kind[group / group_pixels] = hn::AllTrue(dw, all)    ? has_visible
+                                              : hn::AllTrue(dw, none) ? has_invisible
+                                                                      : is_mixed;
+        }
+    }
+
+    HWY_INLINE void write_mean(std::uint32_t x, std::uint32_t height) const {
+        word visible = 0;
+        for (std::uint32_t i = start_of[x]; i < end_of[x]; ++i) visible += sums.visible[i];
+        const std::uint32_t columns = end_of[x] - start_of[x];
+        // Without visible pixels the sums of colour are 0 too.
+        values::write_mean(sums.samples + start_of[x] * n, columns, std::max(static_cast<std::uint32_t>(visible), 1u),
+                           columns * height, out + x * n);
+    }
+
+    HWY_INLINE void write_small(std::uint32_t height) {
+        const DS ds;
+        const DP dp;
+        const typename values::divider divide(width * height);
+        for (std::uint32_t i = 0; i < span; i += group_pixels) {
+            auto total = hn::LoadU(ds, sums.samples + i * n);
+            for (std::uint32_t k = 1; k < width; ++k) total = hn::Add(total, hn::LoadU(ds, sums.samples + (i + k) * n));
+            hn::StoreU(hn::TruncateTo(dp, divide(ds, total)), dp, means + i * n);
+        }
+        for (std::uint32_t x = 0; x < count; ++x) std::memcpy(out + x * n, means + start_of[x] * n, sizeof(word));
+        for (std::uint32_t i = 0; i < clipped_count; ++i) write_mean(clipped[i], height);
+        // A box reaches into the group that it starts in and into the next, or further where groups are narrow.
+        const std::uint32_t groups = (span + group_pixels - 1) / group_pixels;
+        std::uint32_t done = 0;
+        for (std::uint32_t group = 0; group < groups; ++group) {
+            const std::uint8_t next = sums.kind[std::min(group + 1, groups - 1)];
+            if (HWY_LIKELY((sums.kind[group] | next) != is_mixed)) continue;
+            done = std::max<std::uint32_t>(done, touching[group]);
+            const std::uint32_t end = (group + 1) * group_pixels;
+            for (; done < count && start_of[done] < end; ++done) write_mean(done, height);
+        }
+    }
+
+    HWY_INLINE void run_row(area_box box) {
+        sum_rows(box);
+        const std::uint32_t height = box.end - box.start;
+        if (width > 0 && width <= most_columns && width * height <= values::most_small && height > 0) {
+            write_small(height);
+        } else {
+            for (std::uint32_t x = 0; x < count; ++x) write_mean(x, height);
+        }
+    }
+};
+
+template <class Format>
+bool area_average(const geometry_job& job, row_range rows) {
+    return kernel<Format>(job).run(rows);
 }
 
 #endif
+
+// Dispatch takes functions, not templates.
+bool area_average_rgba_8(const geometry_job& job, row_range rows) { return area_average<rgba_8>(job, rows); }
 
 } // namespace zarn::vector::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -137,10 +261,11 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zarn::vector {
 
-HWY_EXPORT(area_average);
+HWY_EXPORT(area_average_rgba_8);
 
-bool area_average_rgba_8(const geometry_job& job, row_range rows) {
-    return HWY_DYNAMIC_DISPATCH(area_average)(job, rows);
+template <>
+bool area_average_rows<rgba_8>(const geometry_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(area_average_rgba_8)(job, rows);
 }
 
 } // namespace zarn::vector

@@ -1,12 +1,19 @@
-// The area average of 8-bit RGBA in vectors, bit for bit the plain form of kernels/area_average.cpp.
+// The area average in vectors, bit for bit the plain form of kernels/area_average.cpp.
 #pragma once
 
 #include "core/row_range.h"
 #include "kernels/move_pixels.h"
+#include "kernels/pixel_format.h"
 
 namespace zarn::vector {
 
-// False, with nothing done, where the machine has no vectors for it or boxes are too large for their arithmetic.
-bool area_average_rgba_8(const geometry_job& job, row_range rows);
+// False, with nothing done, where there is no vector code for the format or the machine, and where boxes are too large
+// for its arithmetic.
+template <class Format>
+bool area_average_rows(const geometry_job&, row_range) {
+    return false;
+}
+template <>
+bool area_average_rows<rgba_8>(const geometry_job& job, row_range rows);
 
 } // namespace zarn::vector

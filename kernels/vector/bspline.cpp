@@ -579,17 +579,10 @@ namespace zarn::vector {
 
 HWY_EXPORT(bspline_rgba_8);
 
-template <class Format>
-bool bspline_rows(const geometry_job&, row_range) {
-    return false;
-}
-
 template <>
 bool bspline_rows<rgba_8>(const geometry_job& job, row_range rows) {
     return HWY_DYNAMIC_DISPATCH(bspline_rgba_8)(job, rows);
 }
-
-template bool bspline_rows<rgba_16>(const geometry_job&, row_range);
 
 } // namespace zarn::vector
 #endif

@@ -3,11 +3,16 @@
 
 #include "core/row_range.h"
 #include "kernels/move_pixels.h"
+#include "kernels/pixel_format.h"
 
 namespace zarn::vector {
 
 // False, with nothing done, where there is no vector code for the format or the machine.
 template <class Format>
-bool bspline_rows(const geometry_job& job, row_range rows);
+bool bspline_rows(const geometry_job&, row_range) {
+    return false;
+}
+template <>
+bool bspline_rows<rgba_8>(const geometry_job& job, row_range rows);
 
 } // namespace zarn::vector

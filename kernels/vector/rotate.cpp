@@ -357,17 +357,10 @@ namespace zarn::vector {
 
 HWY_EXPORT(rotate_rgba_8);
 
-template <class Format>
-bool rotate_rows(const rotate_job&, row_range) {
-    return false;
-}
-
 template <>
 bool rotate_rows<rgba_8>(const rotate_job& job, row_range rows) {
     return HWY_DYNAMIC_DISPATCH(rotate_rgba_8)(job, rows);
 }
-
-template bool rotate_rows<rgba_16>(const rotate_job&, row_range);
 
 } // namespace zarn::vector
 #endif

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/row_range.h"
+#include "kernels/pixel_format.h"
 #include "kernels/rotate.h"
 
 namespace zarn::vector {
@@ -9,6 +10,10 @@ namespace zarn::vector {
 // False, with nothing done, where there is no vector code for the format or the machine, and where the source is too
 // large for it.
 template <class Format>
-bool rotate_rows(const rotate_job& job, row_range rows);
+bool rotate_rows(const rotate_job&, row_range) {
+    return false;
+}
+template <>
+bool rotate_rows<rgba_8>(const rotate_job& job, row_range rows);
 
 } // namespace zarn::vector
