@@ -17,9 +17,10 @@
 
 // The result is defined by sums in double, in a fixed order. Here a sample is first estimated, columns before rows. Two
 // weights and a product are rounded and three sums, twice over, and where the mean of the visible taps is filled in one
-// more product and one more sum: at most 12 parts in 2^24 of full scale in 32-bit floats, less than 0.0002 of 255. Only
-// where the estimate lies closer than that to the step between two samples the sum is made as it is defined. Such
-// samples are many: weights of simple ratios are simple fractions, and sums of them hit the step.
+// more product and one more sum: at most 12 parts in 2^24 of full scale in 32-bit floats, less than 0.0002 of 255.
+// Samples of 16 bits are estimated in double, whose parts in 2^53 make less than 1e-9 of 65535, as do those of the sum
+// as it is defined. Only where the estimate lies closer than that to the step between two samples the sum is made as it
+// is defined. Such samples are many: weights of simple ratios are simple fractions, and sums of them hit the step.
 
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
@@ -41,11 +42,16 @@ template <>
 struct estimate<rgba_8> {
     using real = float;
     static constexpr double uncertainty = 0.00025;
+    static constexpr std::uint32_t block = 1024;
+};
+template <>
+struct estimate<rgba_16> {
+    using real = double;
+    static constexpr double uncertainty = 1.0e-8;
+    static constexpr std::uint32_t block = 512;
 };
 
 constexpr std::uint32_t n = 4;
-constexpr std::uint32_t block = 1024;        // destination columns worked on at a time
-constexpr std::uint32_t largest_span = 1280; // source columns they may touch
 
 template <class Format>
 class kernel {
@@ -86,7 +92,11 @@ private:
     using real = typename estimate<Format>::real;
     using sample = typename Format::sample;
     using word = pixel_word<Format>;
-    using item = hwy::MakeSigned<real>; // of a list that a vector is compressed into, and an index
+    using item = std::int32_t;          // a place in a row
+    using lane = hwy::MakeSigned<real>; // of a permutation
+
+    static constexpr std::uint32_t block = estimate<Format>::block; // destination columns worked on at a time
+    static constexpr std::uint32_t largest_span = block * 5 / 4;    // source columns they may touch
 
     // As many whole pixels as fill a vector.
     using D = hn::CappedTag<real, 16>;
@@ -120,7 +130,7 @@ private:
         // The first column whose first tap is this source column or a later one.
         std::uint16_t start[largest_span + 1];
         HWY_ALIGN real weights[block / group_pixels + 1][bspline_tap_count][group_samples];
-        HWY_ALIGN item order[block / group_pixels + 1][group_samples]; // the permutation
+        HWY_ALIGN lane order[block / group_pixels + 1][group_samples]; // the permutation
         HWY_ALIGN double exact_weights[bspline_tap_count][block];
     };
 
@@ -143,7 +153,7 @@ private:
     bspline_taps lines;
     unsigned slots[bspline_tap_count];
     sample* out;
-    HWY_ALIGN item doubtful[block * n + group_samples]; // samples to be made exactly
+    HWY_ALIGN item doubtful[block * n + 16]; // samples to be made exactly
     std::uint32_t doubtful_count;
 
     // ---- Source ------------------------------------------------------------------------------------------------
@@ -208,25 +218,17 @@ private:
     HWY_INLINE void write_doubtful() {
         const hn::CappedTag<double, 8> dd;
         const hn::Rebind<std::int32_t, decltype(dd)> di;
-        const hn::Rebind<item, decltype(dd)> dn;
         const hn::RebindToSigned<decltype(dd)> dl;
-        const auto to_index = [&](hn::Vec<decltype(dn)> v) {
-            if constexpr (sizeof(item) == sizeof(std::int64_t)) {
-                return v;
-            } else {
-                return hn::PromoteTo(dl, v);
-            }
-        };
         constexpr std::uint32_t lanes = HWY_MIN(HWY_LANES(double), 8);
         std::fill_n(doubtful + doubtful_count, lanes, item{0});
         for (std::uint32_t i = 0; i < doubtful_count; i += lanes) {
-            const auto where = hn::LoadU(dn, doubtful + i);
+            const auto where = hn::LoadU(di, doubtful + i);
             const auto x = hn::ShiftRight<2>(where);
-            const auto place = hn::And(where, hn::Set(dn, n - 1));
-            const auto at = hn::Add(hn::ShiftLeft<2>(hn::GatherIndex(dn, columns.first, x)), place);
+            const auto place = hn::And(where, hn::Set(di, n - 1));
+            const auto at = hn::Add(hn::ShiftLeft<2>(hn::GatherIndex(di, columns.first, x)), place);
             hn::Vec<decltype(dd)> weights[bspline_tap_count];
             for (unsigned k = 0; k < bspline_tap_count; ++k) {
-                weights[k] = hn::GatherIndex(dd, columns.exact_weights[k], to_index(x));
+                weights[k] = hn::GatherIndex(dd, columns.exact_weights[k], hn::PromoteTo(dl, x));
             }
             auto sum = hn::Zero(dd);
             for (unsigned m = 0; m < bspline_tap_count; ++m) {
@@ -240,7 +242,7 @@ private:
                         const auto tap = hn::GatherIndex(df, samples, at);
                         sum = hn::Add(sum, hn::Mul(weight, hn::PromoteTo(dd, tap)));
                     } else {
-                        sum = hn::Add(sum, hn::Mul(weight, hn::GatherIndex(dd, samples, at)));
+                        sum = hn::Add(sum, hn::Mul(weight, hn::GatherIndex(dd, samples, hn::PromoteTo(dl, at))));
                     }
                 }
             }
@@ -365,13 +367,21 @@ private:
     // Adding it rounds a float of this size to a whole number and leaves that in the low bits.
     static constexpr real magic = sizeof(real) == sizeof(float) ? real(1 << 23) : real(std::uint64_t{1} << 52);
 
+    HWY_INLINE static hn::Mask<DI> to_integer_mask(hn::Mask<D> mask) {
+        if constexpr (sizeof(real) == sizeof(float)) {
+            return hn::RebindMask(DI(), mask);
+        } else {
+            return hn::Ne(hn::DemoteTo(DI(), hn::IfThenElseZero(mask, hn::Set(D(), 1.0))), hn::Zero(DI()));
+        }
+    }
+
     // Writes rounded estimates, and lists the doubtful samples; `at` is the first sample's place in the row.
-    HWY_INLINE static void write_samples(V sum, std::uint32_t at, hn::Vec<hn::Rebind<item, D>> lane_numbers,
-                                         std::uint32_t limit, sample* out, item* list, std::uint32_t& listed) {
+    HWY_INLINE static void write_samples(V sum, std::uint32_t at, hn::Vec<DI> lane_numbers, std::uint32_t limit,
+                                         sample* out, item* list, std::uint32_t& listed) {
         const V moved = hn::Add(sum, hn::Set(D(), magic));
         const V from_whole = hn::Abs(hn::Sub(sum, hn::Sub(moved, hn::Set(D(), magic))));
         auto is_doubtful = hn::Gt(from_whole, hn::Set(D(), static_cast<real>(0.5 - estimate<Format>::uncertainty)));
-        const hn::Rebind<item, D> du;
+        const DI di;
         const hn::Rebind<sample, D> ds;
         const auto samples = hn::TruncateTo(ds, hn::BitCast(hn::RebindToUnsigned<D>(), moved));
         if (HWY_LIKELY(limit - at >= group_samples)) {
@@ -382,14 +392,14 @@ private:
             std::memcpy(out + at, last, (limit - at) * sizeof(sample));
             is_doubtful = hn::And(is_doubtful, hn::FirstN(D(), limit - at));
         }
-        const auto where = hn::Add(lane_numbers, hn::Set(du, static_cast<item>(at)));
-        hn::StoreU(hn::Compress(where, hn::RebindMask(du, is_doubtful)), du, list + listed);
+        const auto where = hn::Add(lane_numbers, hn::Set(di, static_cast<item>(at)));
+        hn::StoreU(hn::Compress(where, to_integer_mask(is_doubtful)), di, list + listed);
         listed += static_cast<std::uint32_t>(hn::CountTrue(D(), is_doubtful));
     }
 
     // Groups all of whose pixels have visible taps only, or invisible ones only.
     HWY_INLINE void write_plain_groups(const row_mixer& mixer, std::uint32_t group, std::uint32_t end) {
-        const auto lane_numbers = hn::Iota(hn::Rebind<item, D>(), 0);
+        const auto lane_numbers = hn::Iota(DI(), 0);
         sample* const to = out;
         const std::uint32_t limit = columns.count * n;
         std::uint32_t listed = doubtful_count;
@@ -417,9 +427,9 @@ private:
             hn::Store(plain, d4, state.plain + i * n);
             hn::Store(hn::Load(d4, state.weight_of[visible]), d4, state.invisible_weight + i * n);
         }
-        HWY_ALIGN item of_alpha[group_samples];
-        for (std::uint32_t i = 0; i < group_samples; ++i) of_alpha[i] = static_cast<item>(i | (n - 1));
-        const auto lane_numbers = hn::Iota(hn::Rebind<item, D>(), 0);
+        HWY_ALIGN lane of_alpha[group_samples];
+        for (std::uint32_t i = 0; i < group_samples; ++i) of_alpha[i] = static_cast<lane>(i | (n - 1));
+        const auto lane_numbers = hn::Iota(DI(), 0);
         std::uint32_t listed = doubtful_count;
         for (; group < end; group += group_pixels) {
             V plain = load_taps<AreClose>(state.plain, group, 0);
@@ -553,23 +563,30 @@ private:
             const item away = columns.first[x] - columns.first[x / group_pixels * group_pixels];
             columns.are_close &= away < item{group_pixels};
             for (std::uint32_t c = 0; c < n; ++c) {
-                columns.order[x / group_pixels][x % group_pixels * n + c] = (away * n + c) % item{group_samples};
+                columns.order[x / group_pixels][x % group_pixels * n + c] =
+                    static_cast<lane>((away * n + c) % item{group_samples});
             }
         }
     }
 };
 
 template <class Format>
-bool bspline(const geometry_job& job, row_range rows) {
-    kernel<Format> all(job);
-    all.run(rows);
-    return true;
+bool bspline([[maybe_unused]] const geometry_job& job, [[maybe_unused]] row_range rows) {
+    // A pixel must fit a vector.
+    if constexpr (HWY_LANES(typename estimate<Format>::real) < n) {
+        return false;
+    } else {
+        kernel<Format> all(job);
+        all.run(rows);
+        return true;
+    }
 }
 
 #endif
 
 // Dispatch takes functions, not templates.
 bool bspline_rgba_8(const geometry_job& job, row_range rows) { return bspline<rgba_8>(job, rows); }
+bool bspline_rgba_16(const geometry_job& job, row_range rows) { return bspline<rgba_16>(job, rows); }
 
 } // namespace zarn::vector::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -578,10 +595,16 @@ HWY_AFTER_NAMESPACE();
 namespace zarn::vector {
 
 HWY_EXPORT(bspline_rgba_8);
+HWY_EXPORT(bspline_rgba_16);
 
 template <>
 bool bspline_rows<rgba_8>(const geometry_job& job, row_range rows) {
     return HWY_DYNAMIC_DISPATCH(bspline_rgba_8)(job, rows);
+}
+
+template <>
+bool bspline_rows<rgba_16>(const geometry_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(bspline_rgba_16)(job, rows);
 }
 
 } // namespace zarn::vector

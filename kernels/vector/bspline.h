@@ -14,5 +14,7 @@ bool bspline_rows(const geometry_job&, row_range) {
 }
 template <>
 bool bspline_rows<rgba_8>(const geometry_job& job, row_range rows);
+template <>
+bool bspline_rows<rgba_16>(const geometry_job& job, row_range rows);
 
 } // namespace zarn::vector
