@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "kernels/pixel_format.h"
+#include "kernels/vector/pixel_word.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/rotate.cpp"
@@ -14,9 +14,12 @@
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
 
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128 || HWY_IS_BIG_ENDIAN
 
-bool rotate_rgba_8(const rotate_job&, row_range) { return false; }
+template <class Format>
+bool rotate(const rotate_job&, row_range) {
+    return false;
+}
 
 #else
 
@@ -25,68 +28,253 @@ namespace hn = hwy::HWY_NAMESPACE;
 // A lane is a destination pixel.
 using D = hn::ScalableTag<double>;
 using DI = hn::Rebind<std::int32_t, D>;
-using DU = hn::Rebind<std::uint32_t, D>;
 using V = hn::Vec<D>;
-using VU = hn::Vec<DU>;
 
-// How far an estimate may be from the mix as it is defined. A fraction of the position and what it leaves of 1 are off
-// by at most 2^-24 each in a 32-bit float, a weight by 2^-23, with the products' and the sums' roundings the mix of
-// samples up to 255 by less than 255 * 2^-20.
-constexpr float uncertainty = 0.0003f;
+constexpr std::uint32_t lanes = HWY_LANES(double);
 
-// One sample of every pixel as a double; samples lie at multiples of 8 bits.
-template <int Shift>
-HWY_INLINE V sample(VU pixels) {
-    const VU byte = hn::And(hn::ShiftRight<Shift>(pixels), hn::Set(DU(), 0xFF));
-    return hn::PromoteTo(D(), hn::BitCast(DI(), byte));
-}
+// Where pixels lie between the four that they are mixed from.
+struct fraction {
+    V x, y;
+};
 
 struct corner_weights {
     V w00, w10, w01, w11;
+
+    HWY_INLINE explicit corner_weights(fraction f) {
+        const V one = hn::Set(D(), 1.0);
+        const V gx = hn::Sub(one, f.x), gy = hn::Sub(one, f.y);
+        w00 = hn::Mul(gx, gy);
+        w10 = hn::Mul(f.x, gy);
+        w01 = hn::Mul(gx, f.y);
+        w11 = hn::Mul(f.x, f.y);
+    }
+
+    // As the mix is defined, but for the truncation.
+    HWY_INLINE V operator()(V s00, V s10, V s01, V s11) const {
+        V sum = hn::Mul(w00, s00);
+        sum = hn::Add(sum, hn::Mul(w10, s10));
+        sum = hn::Add(sum, hn::Mul(w01, s01));
+        return hn::Add(sum, hn::Mul(w11, s11));
+    }
 };
 
-// The low bits of the truncated mix, where the sample lies in its pixel.
-template <int Shift>
-HWY_INLINE VU mix(const corner_weights& w, VU p00, VU p10, VU p01, VU p11) {
-    V sum = hn::Mul(w.w00, sample<Shift>(p00));
-    sum = hn::Add(sum, hn::Mul(w.w10, sample<Shift>(p10)));
-    sum = hn::Add(sum, hn::Mul(w.w01, sample<Shift>(p01)));
-    sum = hn::Add(sum, hn::Mul(w.w11, sample<Shift>(p11)));
-    const VU whole = hn::BitCast(DU(), hn::DemoteTo(DI(), sum));
-    return hn::ShiftLeft<Shift>(hn::And(whole, hn::Set(DU(), 0xFF)));
-}
+// Four pixels of each lane.
+template <class D_>
+struct corners {
+    using Vec = hn::Vec<D_>;
+    Vec p00, p10, p01, p11;
 
-// The same lanes, twice as many at a time.
-using DF = hn::ScalableTag<float>;
-using DW = hn::RebindToUnsigned<DF>;
-using VF = hn::Vec<DF>;
-using VW = hn::Vec<DW>;
+    // Two neighbours side by side, upper and lower ones, for as many pixels as there are lanes.
+    HWY_INLINE corners(const hn::TFromD<D_>* upper, const hn::TFromD<D_>* lower) {
+        const D_ d;
+        const std::size_t count = hn::Lanes(d);
+        p00 = hn::ConcatEven(d, hn::Load(d, upper + count), hn::Load(d, upper));
+        p10 = hn::ConcatOdd(d, hn::Load(d, upper + count), hn::Load(d, upper));
+        p01 = hn::ConcatEven(d, hn::Load(d, lower + count), hn::Load(d, lower));
+        p11 = hn::ConcatOdd(d, hn::Load(d, lower + count), hn::Load(d, lower));
+    }
 
-constexpr std::uint32_t lanes = HWY_LANES(double);
-constexpr std::uint32_t pair_lanes = 2 * lanes;
-constexpr std::uint32_t chunk = 128; // destination columns that go through each step together
+    HWY_INLINE Vec in_all() const { return hn::And(hn::And(p00, p10), hn::And(p01, p11)); }
 
-HWY_INLINE VW join(VU low, VU high) { return hn::Combine(DW(), high, low); }
+    // Invisible neighbours lend the first pixel's colour.
+    HWY_INLINE corners colours(Vec alpha) const {
+        const D_ d;
+        const auto colour_of = [&](Vec p) { return hn::IfThenElse(hn::Eq(hn::And(p, alpha), hn::Zero(d)), p00, p); };
+        corners result = *this;
+        result.p10 = colour_of(p10);
+        result.p01 = colour_of(p01);
+        result.p11 = colour_of(p11);
+        return result;
+    }
+};
 
+template <class Format>
+struct mixer;
+
+template <>
+struct mixer<rgba_16> {
+    using D_ = hn::ScalableTag<std::uint64_t>;
+    using Vec = hn::Vec<D_>;
+    static constexpr std::uint32_t pixels = lanes;      // at a time
+    static constexpr double magic = 6755399441055744.0; // 1.5 * 2^52: leaves a whole number in a double's low bits
+
+    template <int Shift>
+    HWY_INLINE static V sample_of(Vec p) {
+        const D_ d;
+        const V offset = hn::Set(D(), 4503599627370496.0); // 2^52
+        const Vec sample = hn::And(hn::ShiftRight<Shift>(p), hn::Set(d, 0xFFFF));
+        return hn::Sub(hn::BitCast(D(), hn::Or(sample, hn::BitCast(d, offset))), offset);
+    }
+
+    // The low bits of the truncated mix, where the sample lies in its pixel.
+    template <int Shift>
+    HWY_INLINE static Vec mix_sample(const corner_weights& w, const corners<D_>& c) {
+        const V sum =
+            w(sample_of<Shift>(c.p00), sample_of<Shift>(c.p10), sample_of<Shift>(c.p01), sample_of<Shift>(c.p11));
+        const V moved = hn::Add(hn::Trunc(sum), hn::Set(D(), magic));
+        return hn::ShiftLeft<Shift>(hn::And(hn::BitCast(D_(), moved), hn::Set(D_(), 0xFFFF)));
+    }
+
+    template <bool AreWithin>
+    HWY_INLINE static Vec mix(const fraction* f, const corners<D_>& c) {
+        const D_ d;
+        const Vec alpha = hn::Set(d, std::uint64_t{0xFFFF} << 48);
+        const corner_weights w(*f);
+        const auto is_visible = hn::Ne(hn::And(c.p00, alpha), hn::Zero(d));
+        const corners<D_> colours = c.colours(alpha);
+        const Vec mixed = hn::Or(hn::Or(mix_sample<0>(w, colours), mix_sample<16>(w, colours)),
+                                 hn::Or(mix_sample<32>(w, colours), mix_sample<48>(w, c)));
+        return hn::IfThenElse(is_visible, mixed, c.p00);
+    }
+};
+
+// A sample is first estimated in 32-bit floats, and made as it is defined where the estimate lies close to a whole
+// number.
+template <>
+struct mixer<rgba_8> {
+    using D_ = hn::ScalableTag<std::uint32_t>;
+    using DF = hn::RebindToFloat<D_>;
+    using DH = hn::Half<D_>;
+    using Vec = hn::Vec<D_>;
+    using VF = hn::Vec<DF>;
+    static constexpr std::uint32_t pixels = 2 * lanes;
+
+    // How far an estimate may be from the mix as it is defined. A fraction of the position and what it leaves of 1 are
+    // off by at most 2^-24 each in a 32-bit float, a weight by 2^-23, with the products' and the sums' roundings the
+    // mix of samples up to 255 by less than 255 * 2^-20. So it is inside of the source, where weights are no less than
+    // 0.
+    static constexpr float uncertainty = 0.0003f;
+
+    // What the pixels weigh in both precisions.
+    struct weights {
+        corner_weights first, second; // halves of the lanes
+        VF w00, w10, w01, w11;
+
+        HWY_INLINE explicit weights(const fraction* f)
+            : first(f[0])
+            , second(f[1]) {
+            const DF d;
+            const hn::Rebind<float, D> dh;
+            const VF x = hn::Combine(d, hn::DemoteTo(dh, f[1].x), hn::DemoteTo(dh, f[0].x));
+            const VF y = hn::Combine(d, hn::DemoteTo(dh, f[1].y), hn::DemoteTo(dh, f[0].y));
+            const VF gx = hn::Sub(hn::Set(d, 1.0f), x), gy = hn::Sub(hn::Set(d, 1.0f), y);
+            w00 = hn::Mul(gx, gy);
+            w10 = hn::Mul(x, gy);
+            w01 = hn::Mul(gx, y);
+            w11 = hn::Mul(x, y);
+        }
+    };
+
+    template <int Shift>
+    HWY_INLINE static hn::Vec<hn::RebindToSigned<D_>> sample_of(Vec p) {
+        return hn::BitCast(hn::RebindToSigned<D_>(), hn::And(hn::ShiftRight<Shift>(p), hn::Set(D_(), 0xFF)));
+    }
+
+    // The low bits of the truncated mix, where the sample lies in its pixel.
+    template <int Shift>
+    HWY_INLINE static Vec mix_exactly(const weights& w, const corners<D_>& c) {
+        const auto s00 = sample_of<Shift>(c.p00), s10 = sample_of<Shift>(c.p10);
+        const auto s01 = sample_of<Shift>(c.p01), s11 = sample_of<Shift>(c.p11);
+        const auto first = [](auto v) { return hn::PromoteTo(D(), hn::LowerHalf(DI(), v)); };
+        const auto second = [](auto v) { return hn::PromoteTo(D(), hn::UpperHalf(DI(), v)); };
+        return pack<Shift>(w.first(first(s00), first(s10), first(s01), first(s11)),
+                           w.second(second(s00), second(s10), second(s01), second(s11)));
+    }
+
+    template <int Shift>
+    HWY_INLINE static Vec pack(V first, V second) {
+        const auto whole = hn::Combine(hn::RebindToSigned<D_>(), hn::DemoteTo(DI(), second), hn::DemoteTo(DI(), first));
+        return hn::ShiftLeft<Shift>(hn::And(hn::BitCast(D_(), whole), hn::Set(D_(), 0xFF)));
+    }
+
+    template <int Shift>
+    HWY_INLINE static Vec mix_estimated(const weights& w, const corners<D_>& c) {
+        const DF d;
+        const VF half = hn::Set(d, 0.5f), magic = hn::Set(d, 12582912.0f); // 1.5 * 2^23
+        VF sum = hn::MulSub(w.w00, hn::ConvertTo(d, sample_of<Shift>(c.p00)), half);
+        sum = hn::MulAdd(w.w10, hn::ConvertTo(d, sample_of<Shift>(c.p10)), sum);
+        sum = hn::MulAdd(w.w01, hn::ConvertTo(d, sample_of<Shift>(c.p01)), sum);
+        sum = hn::MulAdd(w.w11, hn::ConvertTo(d, sample_of<Shift>(c.p11)), sum);
+        // The sum less a half, rounded: the whole part of the sum, unless that is doubtful.
+        const VF moved = hn::Add(sum, magic);
+        const VF from_whole = hn::Abs(hn::Sub(sum, hn::Sub(moved, magic)));
+        if (HWY_LIKELY(hn::AllFalse(d, hn::Gt(from_whole, hn::Set(d, 0.5f - uncertainty))))) {
+            return hn::ShiftLeft<Shift>(hn::And(hn::BitCast(D_(), moved), hn::Set(D_(), 0xFF)));
+        }
+        return mix_exactly<Shift>(w, c);
+    }
+
+    template <bool AreWithin>
+    HWY_INLINE static Vec mix(const fraction* f, const corners<D_>& c) {
+        const D_ d;
+        const Vec alpha = hn::Set(d, 0xFF000000u);
+        const weights w(f);
+        if (HWY_LIKELY(AreWithin && hn::AllTrue(d, hn::Eq(hn::And(c.in_all(), alpha), alpha)))) {
+            // The weights may add up to a little less than 1, so that full alpha has to be made exactly too.
+            const V full = hn::Set(D(), 255.0);
+            return hn::Or(hn::Or(mix_estimated<0>(w, c), mix_estimated<8>(w, c)),
+                          hn::Or(mix_estimated<16>(w, c),
+                                 pack<24>(w.first(full, full, full, full), w.second(full, full, full, full))));
+        }
+        const auto is_visible = hn::Ne(hn::And(c.p00, alpha), hn::Zero(d));
+        if (hn::AllFalse(d, is_visible)) return c.p00;
+        const corners<D_> colours = c.colours(alpha);
+        Vec mixed = mix_exactly<24>(w, c);
+        if constexpr (AreWithin) {
+            mixed = hn::Or(hn::Or(mixed, mix_estimated<0>(w, colours)),
+                           hn::Or(mix_estimated<8>(w, colours), mix_estimated<16>(w, colours)));
+        } else {
+            mixed = hn::Or(hn::Or(mixed, mix_exactly<0>(w, colours)),
+                           hn::Or(mix_exactly<8>(w, colours), mix_exactly<16>(w, colours)));
+        }
+        return hn::IfThenElse(is_visible, mixed, c.p00);
+    }
+};
+
+template <class Format>
 class kernel {
 public:
     explicit kernel(const rotate_job& what)
         : job(what)
-        , source(static_cast<const std::uint32_t*>(what.source)) {}
+        , source(static_cast<const word*>(what.source)) {}
 
-    void run(row_range rows) {
-        for (std::uint32_t row = rows.start; row < rows.end; ++row) run_row(row);
+    void run_row(std::uint32_t row) {
+        const double y = row + job.y_offset;
+        y_sine = y * job.sine;
+        y_cosine = y * job.cosine;
+        out = static_cast<word*>(job.destination) + std::uint64_t{row} * job.width;
+        const double width = job.source_width, height = job.source_height;
+        constexpr double above_minus_one = -1.0 + 0x1p-53; // the double above -1
+        const span inside = within({0, job.width}, above_minus_one, width, height);
+        span core = within(inside, 0.0, width - 1.0, height - 1.0);
+        if (core.start == core.end) core = {inside.end, inside.end};
+        std::fill(out, out + inside.start, word{0});
+        mix_span<false>({inside.start, core.start});
+        mix_span<true>(core);
+        mix_span<false>({core.end, inside.end});
+        std::fill(out + inside.end, out + job.width, word{0});
     }
 
 private:
+    using word = pixel_word<Format>;
+    using mixing = mixer<Format>;
+    static constexpr std::uint32_t chunk = 128; // destination columns that go through each step together
+
     struct span {
         std::uint32_t start, end;
     };
 
+    // Where a chunk's columns lie, and the pixels under them two by two.
+    struct chunk_data {
+        fraction at[chunk / lanes];
+        HWY_ALIGN word upper[2 * chunk];
+        HWY_ALIGN word lower[2 * chunk];
+    };
+
     const rotate_job& job;
-    const std::uint32_t* source;
+    const word* source;
     double y_sine, y_cosine;
-    std::uint32_t* out;
+    word* out;
 
     double x_at(std::uint32_t column) const { return (column + job.x_offset) * job.cosine + y_sine; }
     double y_at(std::uint32_t column) const { return y_cosine - (column + job.x_offset) * job.sine; }
@@ -97,7 +285,7 @@ private:
     HWY_INLINE static void narrow(span& columns, Condition holds) {
         if (columns.start == columns.end) return;
         const bool at_start = holds(columns.start), at_end = holds(columns.end - 1);
-        if (HWY_LIKELY(at_start && at_end)) return;
+        if (at_start && at_end) return;
         if (!at_start && !at_end) {
             columns.end = columns.start;
             return;
@@ -119,235 +307,90 @@ private:
         return columns;
     }
 
-    struct position {
-        hn::Vec<DI> x0, y0;
-        V fx, fy;
-    };
-
-    // Positions of as many columns as fill a vector; those outside of the source at its edge.
-    HWY_INLINE position place(V columns) const {
-        const D d;
-        // Columns are whole numbers, so that the sum with the offset rounds once, as for a single pixel.
-        const V x = hn::Add(columns, hn::Set(d, job.x_offset));
-        const V source_x = hn::Add(hn::Mul(x, hn::Set(d, job.cosine)), hn::Set(d, y_sine));
-        const V source_y = hn::Sub(hn::Set(d, y_cosine), hn::Mul(x, hn::Set(d, job.sine)));
-        const auto x0 = hn::DemoteTo(DI(), hn::Max(source_x, hn::Zero(d)));
-        const auto y0 = hn::DemoteTo(DI(), hn::Max(source_y, hn::Zero(d)));
-        return {x0, y0, hn::Sub(source_x, hn::PromoteTo(d, x0)), hn::Sub(source_y, hn::PromoteTo(d, y0))};
-    }
-
-    HWY_INLINE static corner_weights weigh(const position& at) {
-        const V one = hn::Set(D(), 1.0);
-        const V gx = hn::Sub(one, at.fx), gy = hn::Sub(one, at.fy);
-        return {hn::Mul(gx, gy), hn::Mul(at.fx, gy), hn::Mul(gx, at.fy), hn::Mul(at.fx, at.fy)};
-    }
-
-    // Any columns inside of the source.
-    void run_edge(span columns) const {
-        const DI di;
-        const DU du;
-        const auto last_column = hn::Set(di, static_cast<std::int32_t>(job.source_width - 1));
-        const auto last_row = hn::Set(di, static_cast<std::int32_t>(job.source_height - 1));
-        const auto line = hn::Set(di, static_cast<std::int32_t>(job.source_width));
-        const VU alpha_mask = hn::Set(du, 0xFF000000u), nothing = hn::Zero(du);
-        const V numbers = hn::Iota(D(), 0), last = hn::Set(D(), columns.end - 1.0);
-        for (std::uint32_t column = columns.start; column < columns.end; column += lanes) {
-            const position p = place(hn::Min(hn::Add(numbers, hn::Set(D(), column)), last));
-            const auto at = hn::Add(hn::Mul(p.y0, line), p.x0);
-            const auto right = hn::Add(at, hn::IfThenElseZero(hn::Lt(p.x0, last_column), hn::Set(di, 1)));
-            const auto below = hn::IfThenElseZero(hn::Lt(p.y0, last_row), line);
-            const VU p00 = hn::GatherIndex(du, source, at);
-            const VU p10 = hn::GatherIndex(du, source, right);
-            const VU p01 = hn::GatherIndex(du, source, hn::Add(at, below));
-            const VU p11 = hn::GatherIndex(du, source, hn::Add(right, below));
-            const corner_weights w = weigh(p);
-            // Invisible neighbours lend the first pixel's colour.
-            const auto colour_of = [&](VU pixel) {
-                return hn::IfThenElse(hn::Eq(hn::And(pixel, alpha_mask), nothing), p00, pixel);
-            };
-            const VU c10 = colour_of(p10), c01 = colour_of(p01), c11 = colour_of(p11);
-            const VU colour = hn::Or(mix<0>(w, p00, c10, c01, c11),
-                                     hn::Or(mix<8>(w, p00, c10, c01, c11), mix<16>(w, p00, c10, c01, c11)));
-            const VU mixed = hn::Or(colour, mix<24>(w, p00, p10, p01, p11));
-            const VU result = hn::IfThenElse(hn::Eq(hn::And(p00, alpha_mask), nothing), p00, mixed);
-            if (columns.end - column >= lanes) {
-                hn::StoreU(result, du, out + column);
-            } else {
-                HWY_ALIGN std::uint32_t pixels[lanes];
-                hn::Store(result, du, pixels);
-                std::copy_n(pixels, columns.end - column, out + column);
-            }
-        }
-    }
-
-    // ---- Inside of the source, with all four pixels at hand --------------------------------------------------------
-
-    // Four pixels of each lane, and what they weigh in both precisions.
-    struct corners {
-        VW p00, p10, p01, p11;
-    };
-    struct both_weights {
-        corner_weights low, high; // of the first and the second half of the lanes
-        VF w00, w10, w01, w11;
-    };
-
-    template <int Shift>
-    HWY_INLINE static VF sample_of(VW pixels) {
-        const VW byte =
-            Shift == 24 ? hn::ShiftRight<24>(pixels) : hn::And(hn::ShiftRight<Shift>(pixels), hn::Set(DW(), 0xFF));
-        return hn::ConvertTo(DF(), hn::BitCast(hn::RebindToSigned<DW>(), byte));
-    }
-
-    template <int Shift>
-    HWY_INLINE static VW mix_exactly(const both_weights& w, const corners& c) {
-        const auto low = [](VW v) { return hn::LowerHalf(DU(), v); };
-        const auto high = [](VW v) { return hn::UpperHalf(DU(), v); };
-        return join(mix<Shift>(w.low, low(c.p00), low(c.p10), low(c.p01), low(c.p11)),
-                    mix<Shift>(w.high, high(c.p00), high(c.p10), high(c.p01), high(c.p11)));
-    }
-
-    // The mix of one sample, where it lies in its pixel.
-    template <int Shift>
-    HWY_INLINE static VW mix_fast(const both_weights& w, const corners& c) {
-        const DF df;
-        const DW dw;
-        const VF half = hn::Set(df, 0.5f), magic = hn::Set(df, 12582912.0f); // 1.5 * 2^23
-        VF sum = hn::MulSub(w.w00, sample_of<Shift>(c.p00), half);
-        sum = hn::MulAdd(w.w10, sample_of<Shift>(c.p10), sum);
-        sum = hn::MulAdd(w.w01, sample_of<Shift>(c.p01), sum);
-        sum = hn::MulAdd(w.w11, sample_of<Shift>(c.p11), sum);
-        // The sum less a half, rounded: the whole part of the sum, unless that is doubtful.
-        const VF moved = hn::Add(sum, magic);
-        const VF from_whole = hn::Abs(hn::Sub(sum, hn::Sub(moved, magic)));
-        if (HWY_LIKELY(hn::AllFalse(df, hn::Gt(from_whole, hn::Set(df, 0.5f - uncertainty))))) {
-            return hn::ShiftLeft<Shift>(hn::And(hn::BitCast(dw, moved), hn::Set(dw, 0xFF)));
-        }
-        return mix_exactly<Shift>(w, c);
-    }
-
-    // The alpha of opaque pixels: their weights may add up to a little less than 1.
-    HWY_INLINE static VU opaque_alpha(const corner_weights& w) {
-        const V full = hn::Set(D(), 255.0);
-        V sum = hn::Mul(w.w00, full);
-        sum = hn::Add(sum, hn::Mul(w.w10, full));
-        sum = hn::Add(sum, hn::Mul(w.w01, full));
-        sum = hn::Add(sum, hn::Mul(w.w11, full));
-        return hn::ShiftLeft<24>(hn::BitCast(DU(), hn::DemoteTo(DI(), sum)));
-    }
-
-    // Positions of a chunk of columns, and the pixels under them two by two.
-    struct chunk_data {
-        HWY_ALIGN double fx[chunk];
-        HWY_ALIGN double fy[chunk];
-        HWY_ALIGN std::uint64_t upper[chunk];
-        HWY_ALIGN std::uint64_t lower[chunk];
-    };
-
-    // Plain loads and stores: the instructions that gather take longer.
+    // Plain loads and stores of pixels: the instructions that gather take longer.
+    template <bool AreWithin>
     HWY_INLINE void fetch(span columns, chunk_data& data) const {
         const D d;
         const auto line = hn::Set(DI(), static_cast<std::int32_t>(job.source_width));
         const V numbers = hn::Iota(d, 0), last = hn::Set(d, columns.end - 1.0);
-        const std::uint32_t* const below = source + job.source_width;
-        for (std::uint32_t i = 0; i < columns.end - columns.start; i += lanes) {
-            const position p = place(hn::Min(hn::Add(numbers, hn::Set(d, columns.start + i)), last));
-            hn::Store(p.fx, d, data.fx + i);
-            hn::Store(p.fy, d, data.fy + i);
-            HWY_ALIGN std::int32_t at[lanes];
-            hn::Store(hn::Add(hn::Mul(p.y0, line), p.x0), DI(), at);
-            for (std::uint32_t lane = 0; lane < lanes; ++lane) {
-                std::memcpy(data.upper + i + lane, source + at[lane], sizeof(std::uint64_t));
-                std::memcpy(data.lower + i + lane, below + at[lane], sizeof(std::uint64_t));
+        const word* const below = source + job.source_width;
+        const std::uint32_t count =
+            (columns.end - columns.start + mixing::pixels - 1) / mixing::pixels * mixing::pixels;
+        for (std::uint32_t i = 0; i < count; i += lanes) {
+            // Columns are whole numbers, so that the sum with the offset rounds once, as for a single pixel.
+            const V column = hn::Min(hn::Add(numbers, hn::Set(d, columns.start + i)), last);
+            const V x = hn::Add(column, hn::Set(d, job.x_offset));
+            const V source_x = hn::Add(hn::Mul(x, hn::Set(d, job.cosine)), hn::Set(d, y_sine));
+            const V source_y = hn::Sub(hn::Set(d, y_cosine), hn::Mul(x, hn::Set(d, job.sine)));
+            // Coordinates in (-1, 0) count as column or row 0 and extrapolate.
+            const auto x0 = hn::DemoteTo(DI(), hn::Max(source_x, hn::Zero(d)));
+            const auto y0 = hn::DemoteTo(DI(), hn::Max(source_y, hn::Zero(d)));
+            data.at[i / lanes] = {hn::Sub(source_x, hn::PromoteTo(d, x0)), hn::Sub(source_y, hn::PromoteTo(d, y0))};
+            HWY_ALIGN std::int32_t place[lanes];
+            hn::Store(hn::Add(hn::Mul(y0, line), x0), DI(), place);
+            if constexpr (AreWithin) {
+                for (std::uint32_t lane = 0; lane < lanes; ++lane) {
+                    std::memcpy(data.upper + 2 * (i + lane), source + place[lane], 2 * sizeof(word));
+                    std::memcpy(data.lower + 2 * (i + lane), below + place[lane], 2 * sizeof(word));
+                }
+            } else {
+                HWY_ALIGN std::int32_t column_at[lanes], row_at[lanes];
+                hn::Store(x0, DI(), column_at);
+                hn::Store(y0, DI(), row_at);
+                for (std::uint32_t lane = 0; lane < lanes; ++lane) {
+                    const auto x1 = static_cast<std::uint32_t>(column_at[lane]) + 1;
+                    const auto y1 = static_cast<std::uint32_t>(row_at[lane]) + 1;
+                    const word* const upper = source + place[lane];
+                    const word* const lower = upper + (y1 < job.source_height ? job.source_width : 0);
+                    const std::uint32_t right = x1 < job.source_width ? 1 : 0;
+                    word* const to_upper = data.upper + 2 * (i + lane);
+                    word* const to_lower = data.lower + 2 * (i + lane);
+                    to_upper[0] = upper[0];
+                    to_upper[1] = upper[right];
+                    to_lower[0] = lower[0];
+                    to_lower[1] = lower[right];
+                }
             }
         }
     }
 
-    HWY_INLINE static void split(const std::uint64_t* pairs, VW& left, VW& right) {
-        const DW dw;
-        const auto* const words = reinterpret_cast<const std::uint32_t*>(pairs);
-        const VW a = hn::Load(dw, words), b = hn::Load(dw, words + pair_lanes);
-        left = hn::ConcatEven(dw, b, a);
-        right = hn::ConcatOdd(dw, b, a);
-    }
-
-    HWY_INLINE static VW mix_pixels(const chunk_data& data, std::uint32_t i) {
-        const D d;
-        const DF df;
-        const DW dw;
-        const VW alpha_mask = hn::Set(dw, 0xFF000000u), nothing = hn::Zero(dw);
-        const position low{{}, {}, hn::Load(d, data.fx + i), hn::Load(d, data.fy + i)};
-        const position high{{}, {}, hn::Load(d, data.fx + i + lanes), hn::Load(d, data.fy + i + lanes)};
-        const auto join_floats = [&](V first, V second) {
-            const hn::Rebind<float, D> dh;
-            return hn::Combine(df, hn::DemoteTo(dh, second), hn::DemoteTo(dh, first));
-        };
-        const VF fx = join_floats(low.fx, high.fx), fy = join_floats(low.fy, high.fy);
-        const VF gx = hn::Sub(hn::Set(df, 1.0f), fx), gy = hn::Sub(hn::Set(df, 1.0f), fy);
-        const both_weights w{weigh(low),      weigh(high),     hn::Mul(gx, gy),
-                             hn::Mul(fx, gy), hn::Mul(gx, fy), hn::Mul(fx, fy)};
-        corners c;
-        split(data.upper + i, c.p00, c.p10);
-        split(data.lower + i, c.p01, c.p11);
-        const VW all = hn::And(hn::And(c.p00, c.p10), hn::And(c.p01, c.p11));
-        if (HWY_LIKELY(hn::AllTrue(dw, hn::Eq(hn::And(all, alpha_mask), alpha_mask)))) {
-            return hn::Or(join(opaque_alpha(w.low), opaque_alpha(w.high)),
-                          hn::Or(mix_fast<0>(w, c), hn::Or(mix_fast<8>(w, c), mix_fast<16>(w, c))));
-        }
-        const auto is_visible = hn::Ne(hn::And(c.p00, alpha_mask), nothing);
-        if (hn::AllFalse(dw, is_visible)) return c.p00;
-        // Invisible neighbours lend the first pixel's colour.
-        const auto colour_of = [&](VW p) { return hn::IfThenElse(hn::Eq(hn::And(p, alpha_mask), nothing), c.p00, p); };
-        const corners colours{c.p00, colour_of(c.p10), colour_of(c.p01), colour_of(c.p11)};
-        const VW mixed = hn::Or(hn::Or(mix_fast<0>(w, colours), mix_fast<8>(w, colours)),
-                                hn::Or(mix_fast<16>(w, colours), mix_exactly<24>(w, c)));
-        return hn::IfThenElse(is_visible, mixed, c.p00);
-    }
-
-    void run_core(span columns) const {
+    // Columns inside of the source; `AreWithin` tells that all four pixels are, so that nothing is extrapolated.
+    template <bool AreWithin>
+    HWY_INLINE void mix_span(span columns) const {
+        const typename mixing::D_ d;
         chunk_data data;
         for (std::uint32_t start = columns.start; start < columns.end; start += chunk) {
             const std::uint32_t count = std::min(chunk, columns.end - start);
-            fetch({start, start + count}, data);
-            const std::uint32_t whole = count / pair_lanes * pair_lanes;
-            for (std::uint32_t i = 0; i < whole; i += pair_lanes) {
-                hn::StoreU(mix_pixels(data, i), DW(), out + start + i);
+            fetch<AreWithin>({start, start + count}, data);
+            for (std::uint32_t i = 0; i < count; i += mixing::pixels) {
+                const corners<typename mixing::D_> c(data.upper + 2 * i, data.lower + 2 * i);
+                const auto mixed = mixing::template mix<AreWithin>(data.at + i / lanes, c);
+                if (HWY_LIKELY(count - i >= mixing::pixels)) {
+                    hn::StoreU(mixed, d, out + start + i);
+                } else {
+                    HWY_ALIGN word last[mixing::pixels];
+                    hn::Store(mixed, d, last);
+                    std::copy_n(last, count - i, out + start + i);
+                }
             }
-            if (whole == count) continue;
-            HWY_ALIGN std::uint32_t pixels[pair_lanes];
-            hn::Store(mix_pixels(data, whole), DW(), pixels);
-            std::copy_n(pixels, count - whole, out + start + whole);
         }
-    }
-
-    HWY_INLINE void run_row(std::uint32_t row) {
-        const double y = row + job.y_offset;
-        y_sine = y * job.sine;
-        y_cosine = y * job.cosine;
-        out = static_cast<std::uint32_t*>(job.destination) + std::uint64_t{row} * job.width;
-        const double width = job.source_width, height = job.source_height;
-        constexpr double above_minus_one = -1.0 + 0x1p-53; // the double above -1
-        const span inside = within({0, job.width}, above_minus_one, width, height);
-        span core = within(inside, 0.0, width - 1.0, height - 1.0);
-        if (core.start == core.end) core = {inside.end, inside.end};
-        std::fill(out, out + inside.start, 0u);
-        run_edge({inside.start, core.start});
-        run_core(core);
-        run_edge({core.end, inside.end});
-        std::fill(out + inside.end, out + job.width, 0u);
     }
 };
 
-bool rotate_rgba_8(const rotate_job& job, row_range rows) {
+template <class Format>
+bool rotate(const rotate_job& job, row_range rows) {
     // Indices are signed 32-bit numbers.
     if (std::uint64_t{job.source_width} * job.source_height > INT32_MAX) return false;
-    #if HWY_IS_BIG_ENDIAN
-    return false;
-    #endif
-    kernel(job).run(rows);
+    kernel<Format> all(job);
+    for (std::uint32_t row = rows.start; row < rows.end; ++row) all.run_row(row);
     return true;
 }
 
 #endif
+
+// Dispatch takes functions, not templates.
+bool rotate_rgba_8(const rotate_job& job, row_range rows) { return rotate<rgba_8>(job, rows); }
+bool rotate_rgba_16(const rotate_job& job, row_range rows) { return rotate<rgba_16>(job, rows); }
 
 } // namespace zarn::vector::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -356,10 +399,16 @@ HWY_AFTER_NAMESPACE();
 namespace zarn::vector {
 
 HWY_EXPORT(rotate_rgba_8);
+HWY_EXPORT(rotate_rgba_16);
 
 template <>
 bool rotate_rows<rgba_8>(const rotate_job& job, row_range rows) {
     return HWY_DYNAMIC_DISPATCH(rotate_rgba_8)(job, rows);
+}
+
+template <>
+bool rotate_rows<rgba_16>(const rotate_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(rotate_rgba_16)(job, rows);
 }
 
 } // namespace zarn::vector

@@ -15,5 +15,7 @@ bool rotate_rows(const rotate_job&, row_range) {
 }
 template <>
 bool rotate_rows<rgba_8>(const rotate_job& job, row_range rows);
+template <>
+bool rotate_rows<rgba_16>(const rotate_job& job, row_range rows);
 
 } // namespace zarn::vector
