@@ -1,6 +1,7 @@
 #include "kernels/vector/area_average.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 
@@ -80,6 +81,41 @@ struct arithmetic<rgba_8> {
         const auto of_alpha = hn::Set(d, static_cast<std::int32_t>(area));
         const auto divisor = hn::ConvertTo(df, hn::IfThenElse(hn::FirstN(d, n - 1), of_colour, of_alpha));
         hn::StoreU(hn::DemoteTo(d8, hn::ConvertTo(d, hn::Div(hn::ConvertTo(df, total), divisor))), d8, out);
+    }
+};
+
+template <>
+struct arithmetic<rgba_16> {
+    using sum = std::uint32_t;
+    static constexpr std::uint64_t most_rows = 65537;
+    static constexpr std::uint64_t most_area = 1 << 24;
+    static constexpr std::uint32_t most_small = 64;
+
+    // Multiplies by a 32-bit float that is no less than 1 / area and exceeds it by no more than 2^-23 of itself. A sum
+    // of up to 64 samples is exact; with the product's rounding the quotient is off by less than 65535 * 2^-22 < 1 /
+    // 64, and upwards only where it is whole: it does not reach the next whole number.
+    struct divider {
+        float reciprocal;
+
+        explicit divider(std::uint32_t area)
+            : reciprocal(1.0f / static_cast<float>(area)) {
+            if (double{reciprocal} * area < 1.0) reciprocal = std::nextafter(reciprocal, 1.0f);
+        }
+        template <class D>
+        HWY_INLINE hn::Vec<D> operator()(D d, hn::Vec<D> sums) const {
+            const hn::RebindToSigned<D> di;
+            const hn::RebindToFloat<D> df;
+            const auto quotient = hn::Mul(hn::ConvertTo(df, hn::BitCast(di, sums)), hn::Set(df, reciprocal));
+            return hn::BitCast(d, hn::ConvertTo(di, quotient));
+        }
+    };
+
+    HWY_INLINE static void write_mean(const sum* samples, std::uint32_t columns, std::uint32_t visible,
+                                      std::uint32_t area, std::uint16_t* out) {
+        std::uint64_t total[n] = {};
+        for (std::uint32_t i = 0; i < columns * n; ++i) total[i % n] += samples[i];
+        for (std::uint32_t c = 0; c + 1 < n; ++c) out[c] = static_cast<std::uint16_t>(total[c] / visible);
+        out[n - 1] = static_cast<std::uint16_t>(total[n - 1] / area);
     }
 };
 
@@ -254,6 +290,7 @@ bool area_average(const geometry_job& job, row_range rows) {
 
 // Dispatch takes functions, not templates.
 bool area_average_rgba_8(const geometry_job& job, row_range rows) { return area_average<rgba_8>(job, rows); }
+bool area_average_rgba_16(const geometry_job& job, row_range rows) { return area_average<rgba_16>(job, rows); }
 
 } // namespace zarn::vector::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -262,10 +299,16 @@ HWY_AFTER_NAMESPACE();
 namespace zarn::vector {
 
 HWY_EXPORT(area_average_rgba_8);
+HWY_EXPORT(area_average_rgba_16);
 
 template <>
 bool area_average_rows<rgba_8>(const geometry_job& job, row_range rows) {
     return HWY_DYNAMIC_DISPATCH(area_average_rgba_8)(job, rows);
+}
+
+template <>
+bool area_average_rows<rgba_16>(const geometry_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(area_average_rgba_16)(job, rows);
 }
 
 } // namespace zarn::vector

@@ -15,5 +15,7 @@ bool area_average_rows(const geometry_job&, row_range) {
 }
 template <>
 bool area_average_rows<rgba_8>(const geometry_job& job, row_range rows);
+template <>
+bool area_average_rows<rgba_16>(const geometry_job& job, row_range rows);
 
 } // namespace zarn::vector
