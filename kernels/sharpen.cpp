@@ -1,7 +1,5 @@
 #include "kernels/sharpen.h"
 
-#include <type_traits>
-
 #include "kernels/pixel_format.h"
 #include "kernels/vector/sharpen.h"
 
@@ -9,9 +7,7 @@ namespace zarn {
 
 template <class Format>
 void sharpen_rows(const sharpen_job& job, row_range rows) {
-    if constexpr (std::is_same_v<Format, rgba_8>) {
-        if (vector::sharpen_rgba_8(job, rows)) return;
-    }
+    if (vector::sharpen_rows<Format>(job, rows)) return;
     using sample = typename Format::sample;
     constexpr unsigned n = channels<Format>;
 

@@ -20,7 +20,10 @@ namespace zarn::vector::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
-bool sharpen(const sharpen_job&, row_range) { return false; }
+template <class Format>
+bool sharpen(const sharpen_job&, row_range) {
+    return false;
+}
 
 #else
 
@@ -29,7 +32,6 @@ namespace hn = hwy::HWY_NAMESPACE;
 // The samples of one pixel.
 using DF = hn::CappedTag<float, 4>;
 using DI = hn::Rebind<std::int32_t, DF>;
-using DB = hn::Rebind<std::uint8_t, DF>;
 using V = hn::Vec<DF>;
 
 constexpr std::uint32_t front = 8; // rows of the front
@@ -39,18 +41,21 @@ struct weights {
     V side, middle, full;
 };
 
-HWY_INLINE V load_pixel(const std::uint8_t* pixel) {
-    return hn::ConvertTo(DF(), hn::PromoteTo(DI(), hn::LoadU(DB(), pixel)));
+template <class Sample>
+HWY_INLINE V load_pixel(const Sample* pixel) {
+    return hn::ConvertTo(DF(), hn::PromoteTo(DI(), hn::LoadU(hn::Rebind<Sample, DF>(), pixel)));
 }
 
 // Writes the colours of a pixel and keeps its alpha; gives back what was written.
-HWY_INLINE V store_colours(V sum, const weights& w, std::uint8_t* pixel) {
+template <class Sample>
+HWY_INLINE V store_colours(V sum, const weights& w, Sample* pixel) {
+    const hn::Rebind<Sample, DF> ds;
     // The value stands first, so that NaN becomes 0.
     const auto whole = hn::ConvertTo(DI(), hn::Min(hn::Max(sum, hn::Zero(DF())), w.full));
-    std::uint8_t bytes[4];
-    hn::StoreU(hn::DemoteTo(DB(), whole), DB(), bytes);
-    bytes[3] = pixel[3];
-    std::memcpy(pixel, bytes, sizeof(bytes));
+    Sample samples[n];
+    hn::StoreU(hn::DemoteTo(ds, whole), ds, samples);
+    samples[n - 1] = pixel[n - 1];
+    std::memcpy(pixel, samples, sizeof(samples));
     return hn::ConvertTo(DF(), whole);
 }
 
@@ -63,8 +68,9 @@ HWY_INLINE V weigh(V above_term, V left_term, V here, V right_term, V below_term
 }
 
 // Columns [start, end) of one row.
-HWY_INLINE void sharpen_span(const std::uint8_t* above, std::uint8_t* here, const std::uint8_t* below,
-                             std::uint64_t start, std::uint64_t end, const weights& w) {
+template <class Sample>
+HWY_INLINE void sharpen_span(const Sample* above, Sample* here, const Sample* below, std::uint64_t start,
+                             std::uint64_t end, const weights& w) {
     if (start >= end) return;
     V left = load_pixel(here + (start - 1) * n);
     V middle = load_pixel(here + start * n);
@@ -78,7 +84,8 @@ HWY_INLINE void sharpen_span(const std::uint8_t* above, std::uint8_t* here, cons
 }
 
 // `rows` holds the row above the front, its rows and the row below.
-HWY_INLINE void sharpen_front(std::uint8_t* const (&rows)[front + 2], std::uint64_t width, const weights& w) {
+template <class Sample>
+HWY_INLINE void sharpen_front(Sample* const (&rows)[front + 2], std::uint64_t width, const weights& w) {
     // The front enters at a slant and leaves at one; the corners are done row by row.
     const std::uint64_t first = front + 1;
     const std::uint64_t last = width - 1; // of the top row, exclusive
@@ -86,14 +93,14 @@ HWY_INLINE void sharpen_front(std::uint8_t* const (&rows)[front + 2], std::uint6
         sharpen_span(rows[k], rows[k + 1], rows[k + 2], 1, first - k, w);
     }
     V left_term[front], here[front];
-    std::uint8_t* at[front];
+    Sample* at[front];
     for (std::uint32_t k = 0; k < front; ++k) {
         at[k] = rows[k + 1] + (first - k) * n;
         left_term[k] = hn::Mul(w.side, load_pixel(at[k] - n));
         here[k] = load_pixel(at[k]);
     }
-    const std::uint8_t* above = rows[0] + first * n;
-    const std::uint8_t* below = rows[front + 1] + (first - (front - 1)) * n;
+    const Sample* above = rows[0] + first * n;
+    const Sample* below = rows[front + 1] + (first - (front - 1)) * n;
     for (std::uint64_t t = first; t < last; ++t) {
         V right[front], right_term[front + 1];
         for (std::uint32_t k = 0; k < front; ++k) {
@@ -117,13 +124,15 @@ HWY_INLINE void sharpen_front(std::uint8_t* const (&rows)[front + 2], std::uint6
     }
 }
 
+template <class Format>
 bool sharpen(const sharpen_job& job, row_range rows) {
+    using sample = typename Format::sample;
     const std::uint64_t line = job.width * n;
-    const weights w{hn::Set(DF(), -job.amount), hn::Set(DF(), 4.0f * job.amount + 1.0f), hn::Set(DF(), 255.0f)};
-    auto* const pixels = static_cast<std::uint8_t*>(job.pixels);
+    const weights w{hn::Set(DF(), -job.amount), hn::Set(DF(), 4.0f * job.amount + 1.0f),
+                    hn::Set(DF(), static_cast<float>(Format::full))};
+    auto* const pixels = static_cast<sample*>(job.pixels);
     // The copies are only read; one type of pointer serves all rows.
-    auto* const borders =
-        const_cast<std::uint8_t*>(static_cast<const std::uint8_t*>(job.border_rows)) + 2 * line * rows.band;
+    auto* const borders = const_cast<sample*>(static_cast<const sample*>(job.border_rows)) + 2 * line * rows.band;
     const auto row_at = [&](std::uint32_t row) {
         if (row < rows.start) return borders;
         if (row >= rows.end) return borders + line;
@@ -132,7 +141,7 @@ bool sharpen(const sharpen_job& job, row_range rows) {
     std::uint32_t row = rows.start;
     if (job.width > 4 * front) {
         for (; rows.end - row >= front; row += front) {
-            std::uint8_t* strip[front + 2];
+            sample* strip[front + 2];
             for (std::uint32_t k = 0; k < front + 2; ++k) strip[k] = row_at(row + k - 1);
             sharpen_front(strip, job.width, w);
         }
@@ -143,15 +152,28 @@ bool sharpen(const sharpen_job& job, row_range rows) {
 
 #endif
 
+// Dispatch takes functions, not templates.
+bool sharpen_rgba_8(const sharpen_job& job, row_range rows) { return sharpen<rgba_8>(job, rows); }
+bool sharpen_rgba_16(const sharpen_job& job, row_range rows) { return sharpen<rgba_16>(job, rows); }
+
 } // namespace zarn::vector::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
 #if HWY_ONCE
 namespace zarn::vector {
 
-HWY_EXPORT(sharpen);
+HWY_EXPORT(sharpen_rgba_8);
+HWY_EXPORT(sharpen_rgba_16);
 
-bool sharpen_rgba_8(const sharpen_job& job, row_range rows) { return HWY_DYNAMIC_DISPATCH(sharpen)(job, rows); }
+template <>
+bool sharpen_rows<rgba_8>(const sharpen_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(sharpen_rgba_8)(job, rows);
+}
+
+template <>
+bool sharpen_rows<rgba_16>(const sharpen_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(sharpen_rgba_16)(job, rows);
+}
 
 } // namespace zarn::vector
 #endif

@@ -1,12 +1,20 @@
-// Sharpening of 8-bit RGBA in vectors, bit for bit the plain form of kernels/sharpen.cpp.
+// Sharpening in vectors, bit for bit the plain form of kernels/sharpen.cpp.
 #pragma once
 
 #include "core/row_range.h"
+#include "kernels/pixel_format.h"
 #include "kernels/sharpen.h"
 
 namespace zarn::vector {
 
-// False, with nothing done, where the machine has no vectors for it.
-bool sharpen_rgba_8(const sharpen_job& job, row_range rows);
+// False, with nothing done, where there is no vector code for the format or the machine.
+template <class Format>
+bool sharpen_rows(const sharpen_job&, row_range) {
+    return false;
+}
+template <>
+bool sharpen_rows<rgba_8>(const sharpen_job& job, row_range rows);
+template <>
+bool sharpen_rows<rgba_16>(const sharpen_job& job, row_range rows);
 
 } // namespace zarn::vector
