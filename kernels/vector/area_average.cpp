@@ -45,7 +45,7 @@ struct arithmetic<rgba_8> {
     using sum = std::uint16_t;
     static constexpr std::uint64_t most_rows = 257;   // their sums fit
     static constexpr std::uint64_t most_area = 32767; // of a box
-    static constexpr std::uint32_t most_small = 128;  // area of a small box
+    static constexpr std::uint32_t most_small = 128;  // area of a small box; the least is 2
 
     // Divides sums of `area` samples: times a 16-bit reciprocal m / 2^(16 + shift), where 2^shift < area <= 2^(shift +
     // 1). Rounded up it exceeds 1 / area by less than 1 / 2^(16 + shift), and a sum of at most 255 * 128 times that is
@@ -273,7 +273,8 @@ private:
     HWY_INLINE void run_row(area_box box) {
         sum_rows(box);
         const std::uint32_t height = box.end - box.start;
-        if (width > 0 && width <= most_columns && width * height <= values::most_small && height > 0) {
+        const std::uint32_t area = width * height;
+        if (width <= most_columns && area > 1 && area <= values::most_small) {
             write_small(height);
         } else {
             for (std::uint32_t x = 0; x < count; ++x) write_mean(x, height);
