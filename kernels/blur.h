@@ -28,18 +28,18 @@ void box_pass_vertical(const box_pass_job& job, row_range columns);
 
 constexpr std::uint32_t largest_gaussian_radius = 500;
 
-// A weight times 2^26, a whole number, in two halves of 13 bits.
-struct fixed_weight {
-    std::uint32_t high;
-    std::uint32_t low;
-};
-
 // The weights of a Gaussian cut at its radius.
 struct gaussian_weights {
+    // A weight times 2^26 is a whole number. Cut into 13 bits below and the rest above, two neighbouring distances side
+    // by side: [i] holds distance 2i in its lower 16 bits and 2i + 1 in its upper ones. 0 beyond the radius.
+    static constexpr std::uint32_t low_bits = 13;
+    static constexpr std::uint32_t pairs = largest_gaussian_radius / 2 + 1;
+
     std::uint32_t radius;
-    float weight[largest_gaussian_radius + 1];           // by distance
-    fixed_weight fixed[2 * largest_gaussian_radius + 1]; // by place, the centre in the middle
-    double cumulative[largest_gaussian_radius + 1];      // 2^26 times the sum of the weights up to a distance
+    float weight[largest_gaussian_radius + 1]; // by distance
+    std::uint32_t high[pairs];
+    std::uint32_t low[pairs];
+    double cumulative[largest_gaussian_radius + 1]; // 2^26 times the sum of the weights up to a distance
 
     // 2^26 times the weights of the centre, `before` taps before it and `after` taps behind it; exact.
     double sum(std::uint32_t before, std::uint32_t after) const {
@@ -60,13 +60,13 @@ struct gaussian_job {
     bool blur_alpha;
 };
 
-// From the image to the temporary array, colour and alpha alike whatever the switches.
+// The Gaussian of a band, in place, in two steps, each of which must have ended on every band before the next. The
+// first leaves the rows that neighbours look at, blurred along themselves, in the temporary array. The second makes the
+// result: a few rows at a time are blurred along themselves and, still in cache, along columns. The switches choose
+// what is replaced.
 template <class Format>
-void gaussian_horizontal(const gaussian_job& job, row_range rows);
-
-// From the temporary array to the image; the switches choose what is replaced. Every row of the horizontal pass must
-// be there.
+void gaussian_band_ends(const gaussian_job& job, row_range rows);
 template <class Format>
-void gaussian_vertical(const gaussian_job& job, row_range rows);
+void gaussian_band(const gaussian_job& job, row_range rows);
 
 } // namespace zarn

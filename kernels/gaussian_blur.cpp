@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cmath>
-#include <type_traits>
 
 #include "kernels/blur.h"
+#include "kernels/gaussian_passes.h"
 #include "kernels/pixel_format.h"
 #include "kernels/vector/gaussian_blur.h"
 
@@ -52,7 +52,7 @@ tap_range taps_around(std::uint32_t position, std::uint32_t length, std::uint32_
 gaussian_weights make_gaussian_weights(float sigma) {
     const float cut = std::min(sigma, 250.0f);
     const float sigma_squared = cut * cut;
-    gaussian_weights weights;
+    gaussian_weights weights{};
     weights.radius = static_cast<std::uint32_t>(2.0f * cut);
     for (std::uint32_t d = 0; d <= weights.radius; ++d) {
         const auto distance = static_cast<float>(d);
@@ -60,8 +60,9 @@ gaussian_weights make_gaussian_weights(float sigma) {
         weights.weight[d] = d ? std::exp(-(distance * distance) / (2.0f * sigma_squared)) : 1.0f;
         const double scaled = weights.weight[d] * fixed_scale;
         const auto whole = static_cast<std::uint32_t>(scaled);
-        const fixed_weight fixed{whole >> 13, whole & 0x1FFF};
-        weights.fixed[largest_gaussian_radius - d] = weights.fixed[largest_gaussian_radius + d] = fixed;
+        const std::uint32_t shift = 16 * (d % 2);
+        weights.high[d / 2] |= whole >> gaussian_weights::low_bits << shift;
+        weights.low[d / 2] |= (whole & ((1u << gaussian_weights::low_bits) - 1)) << shift;
         weights.cumulative[d] = (d ? weights.cumulative[d - 1] : 0.0) + scaled;
     }
     return weights;
@@ -70,15 +71,17 @@ gaussian_weights make_gaussian_weights(float sigma) {
 namespace {
 
 template <class Format>
-void plain_horizontal(const gaussian_job& job, row_range rows) {
+void blur_along_rows(const gaussian_pass& pass, row_range rows) {
+    if (vector::gaussian_horizontal<Format>(pass, rows)) return;
     using sample = typename Format::sample;
     constexpr unsigned n = channels<Format>;
 
+    const gaussian_job& job = *pass.job;
     const gaussian_weights& weights = *job.weights;
+    const std::uint64_t line = static_cast<std::uint64_t>(job.width) * n;
     for (std::uint32_t row = rows.start; row < rows.end; ++row) {
-        const std::uint64_t line = static_cast<std::uint64_t>(row) * job.width * n;
-        const sample* source = static_cast<const sample*>(job.image) + line;
-        sample* out = static_cast<sample*>(job.temporary) + line;
+        const sample* source = static_cast<const sample*>(job.image) + row * line;
+        sample* out = static_cast<sample*>(job.temporary) + pass.ring.place(row) * line;
         for (std::uint32_t x = 0; x < job.width; ++x, out += n) {
             const tap_range taps = taps_around(x, job.width, weights.radius);
             tap_sums<Format> sums;
@@ -96,11 +99,13 @@ void plain_horizontal(const gaussian_job& job, row_range rows) {
 }
 
 template <class Format>
-void plain_vertical(const gaussian_job& job, row_range rows) {
+void blur_along_columns(const gaussian_pass& pass, row_range rows) {
+    if (vector::gaussian_vertical<Format>(pass, rows)) return;
     using sample = typename Format::sample;
     constexpr unsigned n = channels<Format>;
     constexpr std::uint32_t block = 128;
 
+    const gaussian_job& job = *pass.job;
     const gaussian_weights& weights = *job.weights;
     const std::uint64_t line = static_cast<std::uint64_t>(job.width) * n;
     // Column blocks: the rows under the kernel stay in cache from one output row to the next.
@@ -112,7 +117,7 @@ void plain_vertical(const gaussian_job& job, row_range rows) {
             std::fill(sums, sums + count, tap_sums<Format>{});
             for (std::uint32_t at = taps.first; at <= taps.last; ++at) {
                 const double weight = weights.weight[at < row ? row - at : at - row];
-                const sample* pixel = static_cast<const sample*>(job.temporary) + at * line + left * n;
+                const sample* pixel = static_cast<const sample*>(job.temporary) + pass.ring.place(at) * line + left * n;
                 for (std::uint32_t i = 0; i < count; ++i, pixel += n) sums[i].add(weight, pixel);
             }
             const double all = weights.sum(row - taps.first, taps.last - row) / fixed_scale;
@@ -125,27 +130,45 @@ void plain_vertical(const gaussian_job& job, row_range rows) {
     }
 }
 
+// The rows of a band that no other band looks at.
+row_range inner_rows(const gaussian_job& job, row_range rows) {
+    const std::uint32_t radius = std::min(job.weights->radius, rows.end - rows.start);
+    const std::uint32_t start = rows.start ? rows.start + radius : 0;
+    return {start, rows.end < job.height ? std::max(start, rows.end - radius) : rows.end};
+}
+
 } // namespace
 
 template <class Format>
-void gaussian_horizontal(const gaussian_job& job, row_range rows) {
-    if constexpr (std::is_same_v<Format, rgba_8>) {
-        if (vector::gaussian_horizontal_rgba_8(job, rows)) return;
-    }
-    plain_horizontal<Format>(job, rows);
+void gaussian_band_ends(const gaussian_job& job, row_range rows) {
+    const row_range inner = inner_rows(job, rows);
+    const gaussian_pass pass{&job, {inner.start, inner.start, 1}};
+    blur_along_rows<Format>(pass, {rows.start, inner.start});
+    blur_along_rows<Format>(pass, {inner.end, rows.end});
 }
 
 template <class Format>
-void gaussian_vertical(const gaussian_job& job, row_range rows) {
-    if constexpr (std::is_same_v<Format, rgba_8>) {
-        if (vector::gaussian_vertical_rgba_8(job, rows)) return;
+void gaussian_band(const gaussian_job& job, row_range rows) {
+    const row_range inner = inner_rows(job, rows);
+    const std::uint32_t radius = job.weights->radius;
+    const std::uint32_t capacity = std::max(1u, std::min(gaussian_strip + 2 * radius, inner.end - inner.start));
+    const gaussian_pass pass{&job, {inner.start, inner.end, capacity}};
+    std::uint32_t done = inner.start;
+    for (std::uint32_t row = rows.start; row < rows.end;) {
+        const std::uint32_t end = row + std::min(gaussian_strip, rows.end - row);
+        // 64 bits: the sum can pass 32.
+        const auto reached =
+            static_cast<std::uint32_t>(std::min<std::uint64_t>(inner.end, std::uint64_t{end} + radius));
+        if (done < reached) blur_along_rows<Format>(pass, {done, reached});
+        done = std::max(done, reached);
+        blur_along_columns<Format>(pass, {row, end});
+        row = end;
     }
-    plain_vertical<Format>(job, rows);
 }
 
 #define ZARN_INSTANTIATE(format)                                                                                       \
-    template void gaussian_horizontal<format>(const gaussian_job&, row_range);                                         \
-    template void gaussian_vertical<format>(const gaussian_job&, row_range);
+    template void gaussian_band_ends<format>(const gaussian_job&, row_range);                                          \
+    template void gaussian_band<format>(const gaussian_job&, row_range);
 ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

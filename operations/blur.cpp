@@ -42,8 +42,8 @@ unsigned int do_gaussian_blur(image_state& image, float sigma, blur_switches blu
     if (!bands) return 0;
     const gaussian_weights weights = make_gaussian_weights(sigma);
     const gaussian_job job{image.pixels, temporary.get(), image.width, image.height, &weights, blur.colour, blur.alpha};
-    clear_rows<Format>(temporary.get(), image, bands.run(job, gaussian_horizontal<Format>));
-    bands.run(job, gaussian_vertical<Format>);
+    clear_rows<Format>(temporary.get(), image, bands.run(job, gaussian_band_ends<Format>));
+    bands.run(job, gaussian_band<Format>);
     return 1;
 }
 

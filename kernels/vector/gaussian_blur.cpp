@@ -10,316 +10,320 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-// How the sums keep their bits: a weight is a 32-bit float between exp(-2) and 1, so weight * 2^26 is a whole number.
-// It is split into two halves of 13 bits, high and low; products with samples and sums of up to 1001 taps fit 32 bits
-// in each half (1001 * 255 * 2^13 < 2^31), and their combination is the exact sum. A quotient of sums S / W with W <
-// 2^36 lies at least 2^-36 below the next whole number or on one; S * (1 / W) in double is off by less than 2^-44, so
-// adding 2^-40 before truncation gives the whole part of the exact quotient.
+// How 8-bit sums keep their bits: a weight is a 32-bit float between exp(-2) and 1, so weight * 2^26 is a whole number.
+// It is cut into a low part of 13 bits and a high part of 14; products with samples and sums of up to 1001 taps fit 32
+// bits in each part (1001 * 255 * 2^13 < 2^31). Taps at the same distance are added before they are weighed.
+//
+// How they are divided: S = high * 2^13 + low is to be divided by the sum W of the weights, W = wh * 2^13 + wl with
+// wl < 2^13. A weight is at least exp(-2) * 2^26, so low / W < 255 * 2^13 / (exp(-2) * 2^26) < 0.24, and the whole part
+// t of high * 2^13 / W + 0.25, in floats off by less than 0.001, is that of S / W or 1 more. The sign of the remainder
+// S - t * W = (high - t * wh) * 2^13 + (low - t * wl) tells which. t * wh <= 256 * 1001 * 2^13 fits 32 bits.
 
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
-bool gaussian_horizontal(const gaussian_job&, row_range) { return false; }
-bool gaussian_vertical(const gaussian_job&, row_range) { return false; }
+bool gaussian_horizontal(const gaussian_pass&, row_range) { return false; }
+bool gaussian_vertical(const gaussian_pass&, row_range) { return false; }
 
 #else
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-constexpr std::uint32_t n = 4;                                      // samples of a pixel
-constexpr std::uint32_t block = 128;                                // pixels of a row worked on at a time
-constexpr std::uint32_t group_pixels = HWY_LANES(std::uint8_t) / n; // pixels of one vector of bytes
-constexpr std::uint32_t blocks_of_16 = HWY_LANES(std::uint8_t) / 16;
-constexpr double truncation_bias = 1.0 / (1ull << 40);
+constexpr std::uint32_t n = 4; // samples of a pixel
+constexpr std::uint32_t low_bits = gaussian_weights::low_bits;
 
 const hn::ScalableTag<std::uint8_t> d8;
 const hn::ScalableTag<std::int16_t> d16;
+const hn::ScalableTag<std::uint16_t> du16;
 const hn::ScalableTag<std::int32_t> d32;
-const hn::ScalableTag<std::uint32_t> du32;
+const hn::ScalableTag<std::uint64_t> d64;
+const hn::ScalableTag<float> df;
+const hn::Half<hn::ScalableTag<std::uint8_t>> d8_half;
+const hn::Half<hn::ScalableTag<std::uint32_t>> d_pixels; // pixels whose samples fill a vector in 16 bits
 
-// Pixels whose alpha is not 0.
-template <class D>
-HWY_INLINE hn::Mask<D> visible(D d, hn::Vec<D> pixels) {
-    return hn::Ne(hn::And(pixels, hn::Set(d, rgba_word(0, 255))), hn::Zero(d));
+using V16 = hn::Vec<hn::ScalableTag<std::int16_t>>;
+using V32 = hn::Vec<hn::ScalableTag<std::int32_t>>;
+using VF = hn::Vec<hn::ScalableTag<float>>;
+using VP = hn::Vec<hn::Half<hn::ScalableTag<std::uint32_t>>>;
+
+constexpr std::uint32_t group = HWY_LANES(std::uint16_t) / n; // pixels worked on at a time
+constexpr std::uint32_t group_samples = group * n;
+
+HWY_INLINE hn::Mask<hn::Half<hn::ScalableTag<std::uint32_t>>> visible(VP pixels) {
+    return hn::Ne(hn::And(pixels, hn::Set(d_pixels, rgba_word(0, 255))), hn::Zero(d_pixels));
 }
 
-// The taps of one output position: their weights from `first` on, and where the first one lies.
-struct taps {
-    const std::uint8_t* first_pixel;
-    std::uint64_t step; // bytes from tap to tap
-    std::uint32_t count;
-    const fixed_weight* weights;
-};
+HWY_INLINE void store_widened(VP pixels, std::uint16_t* to) {
+    hn::StoreU(hn::PromoteTo(du16, hn::BitCast(d8_half, pixels)), du16, to);
+}
 
-using V8 = hn::Vec<hn::ScalableTag<std::uint8_t>>;
-using V32 = hn::Vec<hn::ScalableTag<std::int32_t>>;
-using VU32 = hn::Vec<hn::ScalableTag<std::uint32_t>>;
+// 1 in every sample that counts: all of a visible pixel, alpha of an invisible one.
+HWY_INLINE VP ones_of(VP pixels) {
+    return hn::IfThenElse(visible(pixels), hn::Set(d_pixels, rgba_word(1, 1)), hn::Set(d_pixels, rgba_word(0, 1)));
+}
 
-// The sums of one vector of pixels. Interleaving leaves one pixel in each 16-byte block: vector g holds those pixels
-// whose place in a block is g.
+// Weighted sums of the samples of a group. Interleaving leaves one pixel in each 16-byte block: [0] holds the first
+// pixels of the blocks, [1] the second ones.
 struct group_sums {
-    V32 high[4];
-    V32 low[4];
+    V32 high[2];
+    V32 low[2];
 };
 
 struct pair_sum {
     V32 even, odd;
 
-    HWY_INLINE void add(hn::Vec<hn::ScalableTag<std::int16_t>> samples,
-                        hn::Vec<hn::ScalableTag<std::int16_t>> weights) {
+    HWY_INLINE void add(V16 samples, V16 weights) {
         even = hn::ReorderWidenMulAccumulate(d32, samples, weights, even, odd);
     }
     HWY_INLINE V32 total() const { return hn::RearrangeToOddPlusEven(even, odd); }
 };
 
-HWY_INLINE group_sums sum_group(const taps& t, std::uint64_t offset) {
-    const pair_sum zero{hn::Zero(d32), hn::Zero(d32)};
-    pair_sum h0 = zero, h1 = zero, h2 = zero, h3 = zero, l0 = zero, l1 = zero, l2 = zero, l3 = zero;
-    const std::uint8_t* pixel = t.first_pixel + offset;
-    const auto none = hn::Zero(d8);
-    for (std::uint32_t tap = 0; tap < t.count; tap += 2, pixel += 2 * t.step) {
-        const bool paired = tap + 1 < t.count;
-        const auto a = hn::LoadU(d8, pixel);
-        const auto b = paired ? hn::LoadU(d8, pixel + t.step) : none;
-        const fixed_weight wa = t.weights[tap];
-        const fixed_weight wb = paired ? t.weights[tap + 1] : fixed_weight{0, 0};
-        const auto high = hn::BitCast(d16, hn::Set(d32, static_cast<std::int32_t>(wa.high | wb.high << 16)));
-        const auto low = hn::BitCast(d16, hn::Set(d32, static_cast<std::int32_t>(wa.low | wb.low << 16)));
-        const auto ab_lower = hn::InterleaveLower(d8, a, b);
-        const auto ab_upper = hn::InterleaveUpper(d8, a, b);
-        // Four vectors of pairs (sample of a, sample of b) in 16 bits, one pixel in each 16-byte block.
-        const auto p0 = hn::BitCast(d16, hn::InterleaveLower(d8, ab_lower, none));
-        const auto p1 = hn::BitCast(d16, hn::InterleaveUpper(d8, ab_lower, none));
-        const auto p2 = hn::BitCast(d16, hn::InterleaveLower(d8, ab_upper, none));
-        const auto p3 = hn::BitCast(d16, hn::InterleaveUpper(d8, ab_upper, none));
-        h0.add(p0, high);
-        h1.add(p1, high);
-        h2.add(p2, high);
-        h3.add(p3, high);
-        l0.add(p0, low);
-        l1.add(p1, low);
-        l2.add(p2, low);
-        l3.add(p3, low);
-    }
-    return {{h0.total(), h1.total(), h2.total(), h3.total()}, {l0.total(), l1.total(), l2.total(), l3.total()}};
-}
-
-const hn::ScalableTag<double> d64;
-const hn::Half<hn::ScalableTag<std::int32_t>> d32_half;
-
-HWY_INLINE hn::Vec<hn::ScalableTag<double>> combine(V32 high, V32 low, std::uint32_t half) {
-    const auto part = [half](V32 v) {
-        return hn::PromoteTo(d64, half ? hn::UpperHalf(d32_half, v) : hn::LowerHalf(d32_half, v));
+// The sums around `centre`, whose neighbours lie `step` samples apart.
+HWY_INLINE group_sums sum_taps(const std::uint16_t* centre, std::size_t step, const gaussian_weights& weights) {
+    const V32 zero = hn::Zero(d32);
+    pair_sum h0{zero, zero}, h1{zero, zero}, l0{zero, zero}, l1{zero, zero};
+    const auto add = [&](V16 nearer, V16 farther, std::uint32_t pair) {
+        const V16 high = hn::BitCast(d16, hn::Set(d32, static_cast<std::int32_t>(weights.high[pair])));
+        const V16 low = hn::BitCast(d16, hn::Set(d32, static_cast<std::int32_t>(weights.low[pair])));
+        const V16 first = hn::InterleaveLower(d16, nearer, farther);
+        const V16 second = hn::InterleaveUpper(d16, nearer, farther);
+        h0.add(first, high);
+        h1.add(second, high);
+        l0.add(first, low);
+        l1.add(second, low);
     };
-    return hn::Add(hn::Mul(part(high), hn::Set(d64, 8192.0)), part(low));
+    const auto at = [](const std::uint16_t* samples) { return hn::BitCast(d16, hn::LoadU(du16, samples)); };
+    const std::uint16_t* before = centre - step;
+    const std::uint16_t* behind = centre + step;
+    const auto next_pair = [&] {
+        const V16 sum = hn::Add(at(before), at(behind));
+        before -= step;
+        behind += step;
+        return sum;
+    };
+    const std::uint32_t radius = weights.radius;
+    if (radius == 0) {
+        add(at(centre), hn::Zero(d16), 0);
+    } else {
+        add(at(centre), next_pair(), 0);
+    }
+    for (std::uint32_t pair = 1; pair < (radius + 1) / 2; ++pair) {
+        const V16 nearer = next_pair();
+        add(nearer, next_pair(), pair);
+    }
+    if (radius && radius % 2 == 0) add(next_pair(), hn::Zero(d16), radius / 2);
+    return {{h0.total(), h1.total()}, {l0.total(), l1.total()}};
 }
 
-// What visible taps weigh together, for the pixels of a block.
-struct visible_weights {
-    HWY_ALIGN double inverse[block];    // 0 where there are none
-    HWY_ALIGN std::uint32_t any[block]; // all bits where there are some, else 0
+// A sum of weights as a divisor: 2^13 / W, and W in its two parts.
+struct divisor {
+    float factor;
+    std::int32_t high;
+    std::int32_t low;
+
+    divisor() = default;
+    explicit divisor(double sum) {
+        const auto whole = static_cast<std::uint64_t>(sum);
+        factor = static_cast<float>((1u << low_bits) / sum);
+        high = static_cast<std::int32_t>(whole >> low_bits);
+        low = static_cast<std::int32_t>(whole & ((1u << low_bits) - 1));
+    }
 };
 
-// For `count` pixels, at least a vector of them.
-HWY_INLINE void weigh_visible(const taps& t, std::uint32_t count, visible_weights& out) {
-    for (std::uint32_t group = 0; group < count; group += group_pixels) {
-        const std::uint32_t i = std::min(group, count - group_pixels);
-        auto high = hn::Zero(d32), low = hn::Zero(d32);
-        const std::uint8_t* pixel = t.first_pixel + i * n;
-        for (std::uint32_t tap = 0; tap < t.count; ++tap, pixel += t.step) {
-            const auto mask =
-                hn::RebindMask(d32, visible(du32, hn::LoadU(du32, reinterpret_cast<const std::uint32_t*>(pixel))));
-            high =
-                hn::Add(high, hn::IfThenElseZero(mask, hn::Set(d32, static_cast<std::int32_t>(t.weights[tap].high))));
-            low = hn::Add(low, hn::IfThenElseZero(mask, hn::Set(d32, static_cast<std::int32_t>(t.weights[tap].low))));
-        }
-        hn::StoreU(hn::BitCast(du32, hn::VecFromMask(d32, hn::Gt(hn::Or(high, low), hn::Zero(d32)))), du32,
-                   out.any + i);
-        for (std::uint32_t half = 0; half < 2; ++half) {
-            const auto sum = combine(high, low, half);
-            const auto inverse = hn::IfThenElseZero(hn::Gt(sum, hn::Zero(d64)), hn::Div(hn::Set(d64, 1.0), sum));
-            hn::StoreU(inverse, d64, out.inverse + i + half * hn::Lanes(d64));
-        }
-    }
-}
+struct divisors {
+    VF factor;
+    V32 high;
+    V32 low;
 
-// Divisors of a group's sums, in their order: three times the one of colour, then that of alpha, for every pixel.
-struct group_inverses {
-    HWY_ALIGN double values[HWY_LANES(std::uint8_t)];
+    HWY_INLINE explicit divisors(const divisor& same)
+        : factor(hn::Set(df, same.factor))
+        , high(hn::Set(d32, same.high))
+        , low(hn::Set(d32, same.low)) {}
 
-    void set(std::uint32_t pixel, double colour, double alpha) {
-        double* const at = values + ((pixel % 4) * blocks_of_16 + pixel / 4) * n;
-        at[0] = at[1] = at[2] = colour;
-        at[3] = alpha;
+    // From sums of weights. Without weights the quotient of 0 is 0.
+    HWY_INLINE divisors(V32 high_sum, V32 low_sum) {
+        high = hn::Add(high_sum, hn::ShiftRight<low_bits>(low_sum));
+        low = hn::And(low_sum, hn::Set(d32, (1 << low_bits) - 1));
+        const VF sum = hn::MulAdd(hn::ConvertTo(df, low), hn::Set(df, 1.0f / (1 << low_bits)), hn::ConvertTo(df, high));
+        factor = hn::Div(hn::Set(df, 1.0f), hn::Max(sum, hn::Set(df, 1.0f)));
     }
-    void set_all(double inverse) { std::fill_n(values, HWY_LANES(std::uint8_t), inverse); }
 };
 
-// The whole parts of a group's quotients as pixels.
-HWY_INLINE VU32 divide_group(const group_sums& sums, const group_inverses& inverses) {
-    V8 bytes = hn::Zero(d8);
-    for (std::uint32_t g = 0; g < 4; ++g) {
-        const double* inverse = inverses.values + g * hn::Lanes(d32);
-        const auto quotient = [&](std::uint32_t half) {
-            const auto sum = combine(sums.high[g], sums.low[g], half);
-            const auto q = hn::Mul(sum, hn::Load(d64, inverse + half * hn::Lanes(d64)));
-            return hn::DemoteTo(d32_half, hn::Add(q, hn::Set(d64, truncation_bias)));
-        };
-        const auto whole = hn::Combine(d32, quotient(1), quotient(0));
-        // The low bytes of the four numbers of a block, to the place of pixel g in it.
-        HWY_ALIGN static constexpr std::uint8_t to_place[4][16] = {
-            {0, 4, 8, 12, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128},
-            {128, 128, 128, 128, 0, 4, 8, 12, 128, 128, 128, 128, 128, 128, 128, 128},
-            {128, 128, 128, 128, 128, 128, 128, 128, 0, 4, 8, 12, 128, 128, 128, 128},
-            {128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 0, 4, 8, 12}};
-        const auto places = hn::LoadDup128(d8, to_place[g]);
-        bytes = hn::Or(bytes, hn::TableLookupBytesOr0(hn::BitCast(d8, whole), places));
-    }
-    return hn::BitCast(du32, bytes);
+HWY_INLINE V32 divide(V32 high, V32 low, const divisors& by) {
+    const V32 t = hn::ConvertTo(d32, hn::MulAdd(hn::ConvertTo(df, high), by.factor, hn::Set(df, 0.25f)));
+    // Both factors fit 16 bits, and the upper half of t is 0.
+    pair_sum low_product{hn::Zero(d32), hn::Zero(d32)};
+    low_product.add(hn::BitCast(d16, t), hn::BitCast(d16, by.low));
+    const V32 rest_high = hn::Sub(high, hn::Mul(t, by.high));
+    const V32 rest_low = hn::Sub(low, low_product.total());
+    return hn::Add(t, hn::ShiftRight<31>(hn::Add(rest_high, hn::ShiftRight<low_bits>(rest_low))));
 }
 
-// Copies pixels with the invisible ones as 0; whether there were any.
-HWY_INLINE bool copy_visible(const std::uint32_t* from, std::uint32_t count, std::uint32_t* to) {
-    bool holes = false;
-    std::uint32_t i = 0;
-    for (; i + hn::Lanes(du32) <= count; i += hn::Lanes(du32)) {
-        const auto pixels = hn::LoadU(du32, from + i);
-        const auto mask = visible(du32, pixels);
-        holes |= !hn::AllTrue(du32, mask);
-        hn::StoreU(hn::IfThenElseZero(mask, pixels), du32, to + i);
-    }
-    for (; i < count; ++i) {
-        const bool keeps = (from[i] & rgba_word(0, 255)) != 0;
-        to[i] = keeps ? from[i] : 0;
-        holes |= !keeps;
-    }
-    return holes;
+// Numbers below 256 in the layout of group_sums, as pixels.
+HWY_INLINE VP narrow(V32 first, V32 second) {
+    HWY_ALIGN static constexpr std::uint8_t low_bytes[2][16] = {
+        {0, 4, 8, 12, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128, 128},
+        {128, 128, 128, 128, 0, 4, 8, 12, 128, 128, 128, 128, 128, 128, 128, 128}};
+    const auto blocks =
+        hn::BitCast(d64, hn::Or(hn::TableLookupBytesOr0(hn::BitCast(d8, first), hn::LoadDup128(d8, low_bytes[0])),
+                                hn::TableLookupBytesOr0(hn::BitCast(d8, second), hn::LoadDup128(d8, low_bytes[1]))));
+    const hn::Half<hn::ScalableTag<std::uint64_t>> d64_half;
+    return hn::BitCast(d_pixels, hn::LowerHalf(d64_half, hn::ConcatEven(d64, blocks, blocks)));
 }
 
-bool gaussian_horizontal(const gaussian_job& job, row_range rows) {
-    if (job.width < group_pixels) return false;
+HWY_INLINE VP divide(const group_sums& sums, const divisors& by) {
+    return narrow(divide(sums.high[0], sums.low[0], by), divide(sums.high[1], sums.low[1], by));
+}
+
+// Every sample by the weights that count for it; `any` gets all bits of those that have some.
+HWY_INLINE VP divide(const group_sums& sums, const group_sums& weights, VP& any) {
+    const divisors first(weights.high[0], weights.low[0]), second(weights.high[1], weights.low[1]);
+    const auto all_bits = [](const divisors& d) {
+        return hn::IfThenElseZero(hn::Gt(d.high, hn::Zero(d32)), hn::Set(d32, 255));
+    };
+    any = narrow(all_bits(first), all_bits(second));
+    return narrow(divide(sums.high[0], sums.low[0], first), divide(sums.high[1], sums.low[1], second));
+}
+
+// Start of the next group of a stretch: the last one overlaps the one before rather than reach beyond the end.
+HWY_INLINE std::uint32_t group_start(std::uint32_t i, std::uint32_t count) { return std::min(i, count - group); }
+
+bool gaussian_horizontal(const gaussian_pass& pass, row_range rows) {
+    const gaussian_job& job = *pass.job;
+    if (job.width < group) return false;
+    constexpr std::uint32_t block = 256;
+    constexpr std::uint32_t longest = block + 2 * largest_gaussian_radius + group;
     const gaussian_weights& weights = *job.weights;
     const std::uint32_t radius = weights.radius;
-    // A block with the margins its taps reach; pixels beyond the row count as invisible.
-    HWY_ALIGN std::uint32_t pixels[block + 2 * largest_gaussian_radius + group_pixels];
-    visible_weights weighed;
-    double inverse_all[block];
-    group_inverses inverses, inverses_inside;
-    inverses.set_all(0.0);
-    inverses_inside.set_all(1.0 / weights.sum(radius, radius));
-    for (std::uint32_t left = 0; left < job.width; left += block) {
+    const divisors inside{divisor(weights.sum(radius, radius))};
+    // A block with the margins that its taps reach, and its ones; pixels beyond the row have neither.
+    HWY_ALIGN std::uint16_t samples[longest * n];
+    HWY_ALIGN std::uint16_t ones[longest * n];
+    // How many of the groups of the block up to here have pixels that do not count.
+    std::uint32_t holes_before[longest / group + 2];
+    for (std::uint64_t start = 0; start < job.width; start += block) {
+        const auto left = static_cast<std::uint32_t>(std::min<std::uint64_t>(start, job.width - group));
         const std::uint32_t count = std::min(block, job.width - left);
-        const std::uint32_t margin_left = radius - std::min(left, radius);
-        const std::uint32_t start = left + margin_left - radius;
-        const std::uint32_t end =
+        const std::uint32_t margin = radius - std::min(left, radius);
+        const std::uint32_t from = left + margin - radius;
+        const auto until =
             static_cast<std::uint32_t>(std::min<std::uint64_t>(job.width, std::uint64_t{left} + count + radius));
-        const std::uint32_t filled = margin_left + (end - start);
-        const std::uint32_t needed = block + 2 * radius + group_pixels;
-        const bool at_edge = margin_left > 0 || filled < count + 2 * radius;
-        std::fill(pixels, pixels + margin_left, 0u);
-        std::fill(pixels + filled, pixels + needed, 0u);
-        for (std::uint32_t i = 0; i < count; ++i) {
-            const std::uint32_t x = left + i;
-            inverse_all[i] = 1.0 / weights.sum(std::min(radius, x), std::min(radius, job.width - 1 - x));
+        const std::uint32_t filled = margin + (until - from);
+        const std::uint32_t length = count + 2 * radius;
+        const bool at_edge = filled < length || margin;
+        for (std::uint16_t* row : {samples, ones}) {
+            std::fill(row, row + margin * n, std::uint16_t{0});
+            std::fill(row + filled * n, row + length * n, std::uint16_t{0});
         }
         for (std::uint32_t row = rows.start; row < rows.end; ++row) {
-            const std::uint64_t line = std::uint64_t{row} * job.width;
-            const auto* source = static_cast<const std::uint32_t*>(job.image) + line;
-            auto* out = static_cast<std::uint32_t*>(job.temporary) + line + left;
-            const bool holes = copy_visible(source + start, end - start, pixels + margin_left);
-            const taps t{reinterpret_cast<const std::uint8_t*>(pixels), n, 2 * radius + 1,
-                         weights.fixed + largest_gaussian_radius - radius};
-            const bool flat = !holes && !at_edge;
-            if (!flat) weigh_visible(t, std::max(count, group_pixels), weighed);
-            for (std::uint32_t i = 0; i < count; i += group_pixels) {
-                const group_sums sums = sum_group(t, std::uint64_t{i} * n);
-                const std::uint32_t in_group = std::min(group_pixels, count - i);
-                if (!flat) {
-                    for (std::uint32_t p = 0; p < in_group; ++p) {
-                        inverses.set(p, weighed.inverse[i + p], inverse_all[i + p]);
-                    }
+            const auto* source = static_cast<const std::uint32_t*>(job.image) + std::uint64_t{row} * job.width + from;
+            auto* out = static_cast<std::uint32_t*>(job.temporary) + pass.ring.place(row) * job.width + left;
+            auto all = hn::FirstN(d_pixels, group);
+            for (std::uint32_t j = 0; j < until - from; j += group) {
+                const std::uint32_t i = group_start(j, until - from);
+                const VP pixels = hn::LoadU(d_pixels, source + i);
+                const auto seen = visible(pixels);
+                all = hn::And(all, seen);
+                store_widened(hn::IfThenElseZero(seen, pixels), samples + (margin + i) * n);
+            }
+            const bool holes = at_edge || !hn::AllTrue(d_pixels, all);
+            if (holes) {
+                const std::uint32_t groups = (length - 1) / group + 1;
+                std::fill(holes_before, holes_before + groups + 1, 0u);
+                const auto mark = [&](std::uint32_t first, std::uint32_t end) {
+                    for (std::uint32_t g = first / group; g < (end + group - 1) / group; ++g) holes_before[g + 1] = 1;
+                };
+                mark(0, margin);
+                mark(filled, length);
+                for (std::uint32_t j = 0; j < until - from; j += group) {
+                    const std::uint32_t i = group_start(j, until - from);
+                    const VP pixels = hn::LoadU(d_pixels, source + i);
+                    store_widened(ones_of(pixels), ones + (margin + i) * n);
+                    if (!hn::AllTrue(d_pixels, visible(pixels))) mark(margin + i, margin + i + group);
                 }
-                const VU32 blurred = divide_group(sums, flat ? inverses_inside : inverses);
+                for (std::uint32_t g = 0; g < groups; ++g) holes_before[g + 1] += holes_before[g];
+            }
+            for (std::uint32_t j = 0; j < count; j += group) {
+                const std::uint32_t i = group_start(j, count);
+                const std::size_t centre = (i + radius) * std::size_t{n};
+                const group_sums sums = sum_taps(samples + centre, n, weights);
+                const bool flat =
+                    !holes || holes_before[(i + group + 2 * radius - 1) / group + 1] == holes_before[i / group];
+                VP any;
+                const VP blurred = flat ? divide(sums, inside) : divide(sums, sum_taps(ones + centre, n, weights), any);
                 // The vertical pass wants invisible pixels without colour.
-                const VU32 result = hn::IfThenElseZero(visible(du32, blurred), blurred);
-                if (in_group == group_pixels) {
-                    hn::StoreU(result, du32, out + i);
-                } else {
-                    HWY_ALIGN std::uint32_t last[group_pixels];
-                    hn::Store(result, du32, last);
-                    std::copy_n(last, in_group, out + i);
-                }
+                hn::StoreU(hn::IfThenElseZero(visible(blurred), blurred), d_pixels, out + i);
             }
         }
     }
     return true;
 }
 
-bool gaussian_vertical(const gaussian_job& job, row_range rows) {
-    if (job.width < group_pixels) return false;
+bool gaussian_vertical(const gaussian_pass& pass, row_range rows) {
+    const gaussian_job& job = *pass.job;
+    const std::uint32_t count = rows.end - rows.start;
+    if (job.width < group || count > gaussian_strip) return false;
     const gaussian_weights& weights = *job.weights;
     const std::uint32_t radius = weights.radius;
     const auto* source = static_cast<const std::uint32_t*>(job.temporary);
     auto* image = static_cast<std::uint32_t*>(job.image);
-    const std::uint32_t colour_mask = job.blur_colour ? rgba_word(255, 0) : 0;
-    const std::uint32_t alpha_mask = job.blur_alpha ? rgba_word(0, 255) : 0;
-
-    visible_weights weighed;
-    // Which of the rows under the kernel have invisible pixels within the block, and how many have.
-    bool has_holes[2 * largest_gaussian_radius + 1];
-    group_inverses inverses;
-    const std::uint32_t window = 2 * radius + 1;
-    for (std::uint64_t start = 0; start < job.width; start += block) {
-        // Vectors must not reach beyond the row: what is left at its end is widened to the left, and worked on twice.
-        const auto left = static_cast<std::uint32_t>(std::min<std::uint64_t>(start, job.width - group_pixels));
-        const std::uint32_t count = std::min(block, job.width - left);
-        const auto row_has_holes = [&](std::uint32_t row) {
-            const std::uint32_t* pixel = source + std::uint64_t{row} * job.width + left;
-            auto all = hn::FirstN(du32, hn::Lanes(du32));
-            for (std::uint32_t i = 0; i < count; i += group_pixels) {
-                all = hn::And(all, visible(du32, hn::LoadU(du32, pixel + std::min(i, count - group_pixels))));
-            }
-            return !hn::AllTrue(du32, all);
+    const VP blurs_colour = hn::Set(d_pixels, rgba_word(job.blur_colour ? 255 : 0, 0));
+    const VP blurs_alpha = hn::Set(d_pixels, rgba_word(0, job.blur_alpha ? 255 : 0));
+    divisor in_row[gaussian_strip];
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::uint32_t row = rows.start + i;
+        in_row[i] = divisor(weights.sum(std::min(radius, row), std::min(radius, job.height - 1 - row)));
+    }
+    // A group of columns over the rows that the taps reach, and its ones; rows beyond the picture have neither.
+    constexpr std::uint32_t longest = gaussian_strip + 2 * largest_gaussian_radius;
+    HWY_ALIGN std::uint16_t samples[longest * group_samples];
+    HWY_ALIGN std::uint16_t ones[longest * group_samples];
+    // How many of the rows up to here have invisible pixels.
+    std::uint32_t holes_before[longest + 1];
+    const std::uint32_t beyond = radius - std::min(radius, rows.start);
+    const std::uint32_t first = rows.start + beyond - radius;
+    const auto last = static_cast<std::uint32_t>(std::min<std::uint64_t>(job.height, std::uint64_t{rows.end} + radius));
+    const std::uint32_t filled = beyond + (last - first);
+    const std::uint32_t length = count + 2 * radius;
+    for (std::uint16_t* column : {samples, ones}) {
+        std::fill(column, column + beyond * group_samples, std::uint16_t{0});
+        std::fill(column + filled * group_samples, column + length * group_samples, std::uint16_t{0});
+    }
+    std::fill(holes_before, holes_before + beyond + 1, 0u);
+    for (std::uint64_t j = 0; j < job.width; j += group) {
+        const auto x = static_cast<std::uint32_t>(std::min<std::uint64_t>(j, job.width - group));
+        const auto pixels_of = [&](std::uint32_t row) {
+            return hn::LoadU(d_pixels, source + pass.ring.place(row) * job.width + x);
         };
-        std::uint32_t first_known = rows.start - std::min(radius, rows.start);
-        std::uint32_t known_until = first_known;
-        std::uint32_t rows_with_holes = 0;
-        for (std::uint32_t row = rows.start; row < rows.end; ++row) {
-            const std::uint32_t above = std::min(radius, row);
-            const std::uint32_t below = std::min(radius, job.height - 1 - row);
-            for (; first_known < row - above; ++first_known) rows_with_holes -= has_holes[first_known % window];
-            for (; known_until <= row + below; ++known_until) {
-                rows_with_holes += has_holes[known_until % window] = row_has_holes(known_until);
+        for (std::uint32_t row = first; row < last; ++row) {
+            const std::uint32_t at = beyond + (row - first);
+            const VP pixels = pixels_of(row);
+            holes_before[at + 1] = holes_before[at] + !hn::AllTrue(d_pixels, visible(pixels));
+            store_widened(pixels, samples + at * group_samples);
+        }
+        std::fill(holes_before + filled + 1, holes_before + length + 1, holes_before[filled]);
+        if (holes_before[length]) {
+            for (std::uint32_t row = first; row < last; ++row) {
+                store_widened(ones_of(pixels_of(row)), ones + (beyond + (row - first)) * group_samples);
             }
-            const taps t{reinterpret_cast<const std::uint8_t*>(source + std::uint64_t{row - above} * job.width + left),
-                         std::uint64_t{job.width} * n, above + below + 1,
-                         weights.fixed + largest_gaussian_radius - above};
-            const double inverse_all = 1.0 / weights.sum(above, below);
-            const bool holes = rows_with_holes > 0;
-            if (holes) {
-                weigh_visible(t, count, weighed);
+        }
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const std::size_t centre = (i + radius) * std::size_t{group_samples};
+            const group_sums sums = sum_taps(samples + centre, group_samples, weights);
+            std::uint32_t* const out = image + std::uint64_t{rows.start + i} * job.width + x;
+            VP blurred, replaced;
+            if (holes_before[i + 2 * radius + 1] == holes_before[i]) {
+                blurred = divide(sums, divisors(in_row[i]));
+                replaced = hn::Or(blurs_colour, blurs_alpha);
             } else {
-                inverses.set_all(inverse_all);
+                // Where no tap is visible, colour stays.
+                blurred = divide(sums, sum_taps(ones + centre, group_samples, weights), replaced);
+                replaced = hn::Or(hn::And(replaced, blurs_colour), blurs_alpha);
             }
-            std::uint32_t* out = image + std::uint64_t{row} * job.width + left;
-            for (std::uint32_t i = 0; i < count; i += group_pixels) {
-                const std::uint32_t at_pixel = std::min(i, count - group_pixels);
-                const group_sums sums = sum_group(t, std::uint64_t{at_pixel} * n);
-                VU32 replaced = hn::Set(du32, colour_mask | alpha_mask);
-                if (holes) {
-                    for (std::uint32_t p = 0; p < group_pixels; ++p) {
-                        inverses.set(p, weighed.inverse[at_pixel + p], inverse_all);
-                    }
-                    // Where no tap is visible, colour stays.
-                    replaced = hn::Or(hn::And(hn::LoadU(du32, weighed.any + at_pixel), hn::Set(du32, colour_mask)),
-                                      hn::Set(du32, alpha_mask));
-                }
-                const VU32 blurred = divide_group(sums, inverses);
-                const VU32 kept = hn::AndNot(replaced, hn::LoadU(du32, out + at_pixel));
-                hn::StoreU(hn::Or(kept, hn::And(replaced, blurred)), du32, out + at_pixel);
-            }
+            const VP kept = hn::AndNot(replaced, hn::LoadU(d_pixels, out));
+            hn::StoreU(hn::Or(kept, hn::And(replaced, blurred)), d_pixels, out);
         }
     }
     return true;
@@ -336,12 +340,14 @@ namespace zarn::vector {
 HWY_EXPORT(gaussian_horizontal);
 HWY_EXPORT(gaussian_vertical);
 
-bool gaussian_horizontal_rgba_8(const gaussian_job& job, row_range rows) {
-    return HWY_DYNAMIC_DISPATCH(gaussian_horizontal)(job, rows);
+template <>
+bool gaussian_horizontal<rgba_8>(const gaussian_pass& pass, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(gaussian_horizontal)(pass, rows);
 }
 
-bool gaussian_vertical_rgba_8(const gaussian_job& job, row_range rows) {
-    return HWY_DYNAMIC_DISPATCH(gaussian_vertical)(job, rows);
+template <>
+bool gaussian_vertical<rgba_8>(const gaussian_pass& pass, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(gaussian_vertical)(pass, rows);
 }
 
 } // namespace zarn::vector
