@@ -7,22 +7,33 @@
 
 namespace zarn {
 
-// One pass of a box blur from one array to another of the same size.
-struct box_pass_job {
-    const void* source;
-    void* destination;
+// A part of the padded picture and the array that holds it, row after row.
+struct box_area {
+    void* pixels;
+    std::uint32_t left;
+    std::uint32_t top;
     std::uint32_t width;
     std::uint32_t height;
-    std::uint32_t radius; // the span of position i is [i - radius, i + radius], cut at the ends of its line
+};
+
+// One pass of a box blur over the padded picture. Beyond the area of the source its nearest pixels stand; beyond that
+// of the destination nothing is written. Along the pass the two may differ, across it the source covers the
+// destination.
+struct box_pass_job {
+    box_area source;
+    box_area destination;
+    std::uint32_t width; // of the padded picture
+    std::uint32_t height;
+    std::uint32_t radius; // the span of position i is [i - radius, i + radius], cut at the ends of the padded picture
     bool blur_colour;
     bool blur_alpha;
 };
 
-// `rows` are rows.
+// `rows` are rows of the padded picture.
 template <class Format>
 void box_pass_horizontal(const box_pass_job& job, row_range rows);
 
-// `rows` are columns.
+// `rows` are columns of the padded picture.
 template <class Format>
 void box_pass_vertical(const box_pass_job& job, row_range columns);
 

@@ -1,7 +1,7 @@
 #include <algorithm>
-#include <type_traits>
 
 #include "kernels/blur.h"
+#include "kernels/box_passes.h"
 #include "kernels/pixel_format.h"
 #include "kernels/vector/box_blur.h"
 
@@ -41,35 +41,31 @@ struct span_sums {
     }
 };
 
-// Runs the spans of `count` neighbouring lines along their `length` positions. `step` samples lie between positions,
-// `line_step` between lines.
+// Runs the spans of `count` neighbouring lines. `step` samples lie between positions, `line_step` between lines; the
+// pointers are those of the first line's start in each array.
 template <class Format>
-void run_lines(const box_pass_job& job, std::uint64_t first_line, std::uint32_t count, std::uint32_t length,
-               std::uint64_t step, std::uint64_t line_step, span_sums<Format>* spans) {
-    using sample = typename Format::sample;
-
-    const sample* source = static_cast<const sample*>(job.source) + first_line * line_step;
-    sample* destination = static_cast<sample*>(job.destination) + first_line * line_step;
-    const std::uint64_t radius = job.radius;
-    for (std::uint32_t line = 0; line < count; ++line) spans[line] = {};
-    for (std::uint64_t i = 0; i < std::min<std::uint64_t>(radius, length); ++i) {
-        for (std::uint32_t line = 0; line < count; ++line) spans[line].add(source + i * step + line * line_step);
+void run_lines(const box_pass_job& job, const box_line& line, std::uint32_t count,
+               const typename Format::sample* source, std::uint64_t step, std::uint64_t line_step,
+               typename Format::sample* destination, std::uint64_t out_step, std::uint64_t out_line_step,
+               span_sums<Format>* spans) {
+    for (std::uint32_t l = 0; l < count; ++l) spans[l] = {};
+    for (std::uint64_t i = line.start_of_first_span(); i < line.end_of_first_span(); ++i) {
+        const auto* entering = source + line.in_source(i) * step;
+        for (std::uint32_t l = 0; l < count; ++l) spans[l].add(entering + l * line_step);
     }
-    for (std::uint64_t i = 0; i < length; ++i) {
-        const bool leaves = i > radius;
-        const bool enters = i + radius < length;
-        const std::uint64_t first = leaves ? i - radius : 0;
-        const std::uint64_t last = enters ? i + radius : length - 1;
-        const auto all = static_cast<std::uint32_t>(last - first + 1);
-        const sample* leaving = source + (leaves ? first - 1 : 0) * step;
-        const sample* entering = source + last * step;
-        const sample* pixel = source + i * step;
-        sample* out = destination + i * step;
-        for (std::uint32_t line = 0; line < count; ++line) {
-            const std::uint64_t at = line * line_step;
-            if (leaves) spans[line].remove(leaving + at);
-            if (enters) spans[line].add(entering + at);
-            spans[line].write(job, all, pixel + at, out + at);
+    for (std::uint64_t i = line.first; i < line.end; ++i) {
+        const bool leaves = line.leaves(i), enters = line.enters(i);
+        const std::uint64_t start = i - std::min(i, line.radius);
+        const auto all = static_cast<std::uint32_t>(std::min(line.length, i + line.radius + 1) - start);
+        const auto* leaving = source + (leaves ? line.leaving(i) : 0) * step;
+        const auto* entering = source + (enters ? line.entering(i) : 0) * step;
+        const auto* pixel = source + line.in_source(i) * step;
+        auto* out = destination + (i - line.first) * out_step;
+        for (std::uint32_t l = 0; l < count; ++l) {
+            const std::uint64_t at = l * line_step;
+            if (leaves) spans[l].remove(leaving + at);
+            if (enters) spans[l].add(entering + at);
+            spans[l].write(job, all, pixel + at, out + l * out_line_step);
         }
     }
 }
@@ -78,28 +74,34 @@ void run_lines(const box_pass_job& job, std::uint64_t first_line, std::uint32_t 
 
 template <class Format>
 void box_pass_horizontal(const box_pass_job& job, row_range rows) {
-    if constexpr (std::is_same_v<Format, rgba_8>) {
-        if (vector::box_pass_horizontal_rgba_8(job, rows)) return;
-    }
-    const std::uint64_t line_step = static_cast<std::uint64_t>(job.width) * channels<Format>;
+    if (vector::box_pass_horizontal<Format>(job, rows)) return;
+    using sample = typename Format::sample;
+    constexpr std::uint64_t n = channels<Format>;
+    const box_area &from = job.source, &to = job.destination;
+    const row_range wanted = wanted_rows(job, rows);
     span_sums<Format> span;
-    for (std::uint32_t row = rows.start; row < rows.end; ++row) {
-        run_lines<Format>(job, row, 1, job.width, channels<Format>, line_step, &span);
+    for (std::uint64_t row = wanted.start; row < wanted.end; ++row) {
+        run_lines<Format>(job, box_line::of_rows(job), 1,
+                          static_cast<const sample*>(from.pixels) + (row - from.top) * from.width * n, n, 0,
+                          static_cast<sample*>(to.pixels) + (row - to.top) * to.width * n, n, 0, &span);
     }
 }
 
 // Neighbouring columns run together, so that whole stretches of a row are read and written at a time.
 template <class Format>
 void box_pass_vertical(const box_pass_job& job, row_range columns) {
-    if constexpr (std::is_same_v<Format, rgba_8>) {
-        if (vector::box_pass_vertical_rgba_8(job, columns)) return;
-    }
+    if (vector::box_pass_vertical<Format>(job, columns)) return;
+    using sample = typename Format::sample;
+    constexpr std::uint64_t n = channels<Format>;
     constexpr std::uint32_t block = 128;
-    const std::uint64_t step = static_cast<std::uint64_t>(job.width) * channels<Format>;
+    const box_area &from = job.source, &to = job.destination;
+    const row_range wanted = wanted_columns(job, columns);
     span_sums<Format> spans[block];
-    for (std::uint64_t left = columns.start; left < columns.end; left += block) {
-        const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(block, columns.end - left));
-        run_lines<Format>(job, left, count, job.height, step, channels<Format>, spans);
+    for (std::uint64_t left = wanted.start; left < wanted.end; left += block) {
+        const auto count = static_cast<std::uint32_t>(std::min<std::uint64_t>(block, wanted.end - left));
+        run_lines<Format>(job, box_line::of_columns(job), count,
+                          static_cast<const sample*>(from.pixels) + (left - from.left) * n, from.width * n, n,
+                          static_cast<sample*>(to.pixels) + (left - to.left) * n, to.width * n, n, spans);
     }
 }
 

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 #include "core/error_stack.h"
 #include "kernels/blur.h"
@@ -18,31 +19,25 @@ struct array_releaser {
 };
 using scratch_array = std::unique_ptr<void, array_releaser>;
 
-template <class Format>
-scratch_array allocate_scratch(const image_state& image) noexcept {
-    return scratch_array(allocate_pixels(pixel_count(image), pixel_bytes<Format>));
-}
-
-// Rows that no band wrote must not show what the memory held before.
-template <class Format>
-void clear_rows(void* pixels, const image_state& image, std::uint32_t first) noexcept {
-    if (first >= image.height) return;
-    const std::uint64_t row_bytes = image.width * pixel_bytes<Format>;
+// Rows that no band wrote must not show what the memory held before. `row_bytes` to a row, `height` rows.
+void clear_rows(void* pixels, std::uint64_t row_bytes, std::uint64_t height, std::uint64_t first) noexcept {
+    if (first >= height) return;
     std::memset(static_cast<char*>(pixels) + first * row_bytes, 0,
-                static_cast<std::size_t>((image.height - first) * row_bytes));
+                static_cast<std::size_t>((height - first) * row_bytes));
 }
 
 // ---- The true Gaussian ---------------------------------------------------------------------------------------------
 
 template <class Format>
 unsigned int do_gaussian_blur(image_state& image, float sigma, blur_switches blur) noexcept {
-    const scratch_array temporary = allocate_scratch<Format>(image);
+    const scratch_array temporary(allocate_pixels(pixel_count(image), pixel_bytes<Format>));
     if (!temporary) return fail_allocation(image, image.names->pixel_array);
     operation_bands bands(image, L"gaussian", 0, image.height, one_band_unless_rows_abound(image, image.height));
     if (!bands) return 0;
     const gaussian_weights weights = make_gaussian_weights(sigma);
     const gaussian_job job{image.pixels, temporary.get(), image.width, image.height, &weights, blur.colour, blur.alpha};
-    clear_rows<Format>(temporary.get(), image, bands.run(job, gaussian_band_ends<Format>));
+    const std::uint32_t ran_until = bands.run(job, gaussian_band_ends<Format>);
+    clear_rows(temporary.get(), image.width * pixel_bytes<Format>, image.height, ran_until);
     bands.run(job, gaussian_band<Format>);
     return 1;
 }
@@ -51,109 +46,189 @@ unsigned int do_gaussian_blur(image_state& image, float sigma, blur_switches blu
 
 constexpr std::uint32_t padding_beyond_radius = 4;
 
-// Copies the picture's outermost pixels into a margin of `padding` pixels around it.
-template <class Format>
-void repeat_edges(image_state& image, std::uint32_t padding) noexcept {
-    using sample = sample_of<Format>;
-    constexpr std::uint64_t n = channels<Format>;
-    const std::uint64_t line = image.width * n;
-    const std::uint64_t left = padding * n;
-    const std::uint64_t right = line - left;
-    const auto row = [&](std::uint32_t y) { return samples<Format>(image) + y * line; };
-    for (std::uint32_t y = padding; y < image.height - padding; ++y) {
-        sample* const here = row(y);
-        for (std::uint64_t i = 0; i < left; ++i) here[i] = here[left + i % n];
-        for (std::uint64_t i = right; i < line; ++i) here[i] = here[right - n + i % n];
-    }
-    for (std::uint32_t y = 0; y < padding; ++y) {
-        std::memcpy(row(y), row(padding), line * sizeof(sample));
-        std::memcpy(row(image.height - 1 - y), row(image.height - 1 - padding), line * sizeof(sample));
-    }
-}
+struct box_iteration {
+    std::uint32_t radius;
+    const wchar_t* vertical_class; // as the message of a failed vertical pass names it
+};
 
-// A padding whose canvas exceeds 32 bits a side fails; of any other no more than `reach` asks for is made.
+// Box passes over a picture whose edge pixels are repeated around it. The padded picture comes into being with the
+// first vertical pass that another pass follows, and the last one leaves the padding out: of a single iteration nobody
+// ever sees it, except where the array of its result cannot be had. Then the image stays padded.
 template <class Format>
-unsigned int pad_edges(image_state& image, std::uint32_t& padding, std::uint64_t reach) noexcept {
-    const bool too_large = std::max(image.width, image.height) + 2ull * padding > UINT32_MAX;
-    padding = static_cast<std::uint32_t>(std::min<std::uint64_t>(padding, reach + padding_beyond_radius));
-    const std::uint64_t width = image.width + 2ull * padding;
-    const std::uint64_t height = image.height + 2ull * padding;
-    const sample_of<Format> transparent[channels<Format>] = {};
-    constexpr std::uint32_t centre = 4;
-    bool padded = false;
-    if (too_large) {
-        fail_method(image, L"resize_canvas(). Invalid size.");
-    } else {
-        padded = do_resize_canvas<Format>(image, static_cast<std::uint32_t>(width), static_cast<std::uint32_t>(height),
-                                          centre, transparent);
-        if (!padded) fail_method(image, L"___do_resize_canvas().");
+class padded_blur {
+public:
+    padded_blur(image_state& image, std::uint32_t padding, blur_switches blur) noexcept
+        : ___image(image)
+        , ___padding(padding)
+        , ___picture{image.pixels, padding, padding, image.width, image.height}
+        , ___padded{nullptr, 0, 0, image.width + 2 * padding, image.height + 2 * padding}
+        , ___blur(blur) {}
+
+    // The arrays of the padded picture and of what lies between two passes, with their messages.
+    bool allocate(const wchar_t* scratch_name) noexcept {
+        ___canvas = allocate_with_records(___padded, L"resize_canvas");
+        if (!___canvas) {
+            fail_method(___image, L"___do_resize_canvas().");
+            push_error(___image.errors,
+                       {L"Failed to pad image edges. ", ___image.names->image_class, L"::resize_canvas() failed."});
+            return false;
+        }
+        ___scratch = allocate_area(___padded);
+        if (!___scratch) fail_allocation(___image, scratch_name);
+        return static_cast<bool>(___scratch);
     }
-    if (!padded) {
+
+    unsigned int run(const box_iteration* iterations, unsigned count) noexcept {
+        for (unsigned i = 0; i < count; ++i) {
+            if (!run(iterations[i], i == 0, i + 1 == count)) return 0;
+        }
+        return 1;
+    }
+
+private:
+    static scratch_array allocate_area(const box_area& area) noexcept {
+        return scratch_array(allocate_pixels(std::uint64_t{area.width} * area.height, pixel_bytes<Format>));
+    }
+
+    // As an operation of its own allocates its result and its records.
+    scratch_array allocate_with_records(const box_area& area, const wchar_t* record) noexcept {
+        scratch_array pixels = allocate_area(area);
+        if (!pixels) {
+            fail_allocation(___image, ___image.names->pixel_array);
+        } else if (!operation_bands(___image, record, 0, area.height,
+                                    at_most_one_band_per_row(___image, area.height))) {
+            pixels.reset();
+        }
+        return pixels;
+    }
+
+    operation_bands bands(std::uint32_t lines) noexcept {
+        return {___image, L"blur", 0, lines, one_band_unless_rows_abound(___image, lines)};
+    }
+
+    // The picture so far, padded or still to be.
+    box_area current(bool is_first) const noexcept {
+        box_area area = is_first ? ___picture : ___padded;
+        area.pixels = ___image.pixels;
+        return area;
+    }
+
+    box_pass_job pass(const box_area& source, const box_area& destination, std::uint32_t radius) const noexcept {
+        return {source, destination, ___padded.width, ___padded.height, radius, ___blur.colour, ___blur.alpha};
+    }
+
+    // Blurs along rows into the scratch array, `columns` of it; the area that it holds then.
+    box_area run_across(operation_bands& rows, const box_area& source, const box_area& columns,
+                        std::uint32_t radius) noexcept {
+        const box_area blurred{___scratch.get(), columns.left, source.top, columns.width, source.height};
+        const std::uint32_t ran_until = rows.run(pass(source, blurred, radius), box_pass_horizontal<Format>);
+        clear_rows(blurred.pixels, blurred.width * pixel_bytes<Format>, blurred.height,
+                   std::max(ran_until, blurred.top) - blurred.top);
+        return blurred;
+    }
+
+    // Blurs along columns from the scratch array. Columns that no band wrote stay as they were in `before`.
+    void run_down(operation_bands& columns, const box_area& blurred, const box_area& result, const box_area& before,
+                  std::uint32_t radius) noexcept {
+        const std::uint32_t ran_until = columns.run(pass(blurred, result, radius), box_pass_vertical<Format>);
+        if (result.pixels != before.pixels) copy_columns(before, result, ran_until);
+    }
+
+    // From column `first` of the padded picture on, with the nearest pixels of `from` where it has none.
+    static void copy_columns(const box_area& from, const box_area& to, std::uint64_t first) noexcept {
+        const auto place = [&](std::uint64_t i, std::uint64_t start, std::uint64_t length) {
+            return std::min(std::max(i, start) - start, length - 1);
+        };
+        for (std::uint64_t y = 0; y < to.height; ++y) {
+            for (std::uint64_t x = std::max<std::uint64_t>(first, to.left) - to.left; x < to.width; ++x) {
+                const std::uint64_t source =
+                    place(to.top + y, from.top, from.height) * from.width + place(to.left + x, from.left, from.width);
+                std::memcpy(static_cast<char*>(to.pixels) + (y * to.width + x) * pixel_bytes<Format>,
+                            static_cast<const char*>(from.pixels) + source * pixel_bytes<Format>, pixel_bytes<Format>);
+            }
+        }
+    }
+
+    void install(scratch_array& pixels, const box_area& area) noexcept {
+        install_pixels(___image, pixels.release(), area.width, area.height);
+    }
+
+    void fail_crop() noexcept {
+        fail_method(___image, L"___do_crop().");
+        push_error(___image.errors,
+                   {L"Failed to crop image padding. ", ___image.names->image_class, L"::crop() failed."});
+    }
+
+    // After a failure: the padding is taken away again, if there is any.
+    unsigned int undo(bool is_first) noexcept {
+        ___scratch.reset();
+        if (!is_first && !do_crop<Format>(___image, ___padding, ___padding, ___picture.width, ___picture.height)) {
+            fail_crop();
+        }
+        return 0;
+    }
+
+    unsigned int run(const box_iteration& iteration, bool is_first, bool is_last) noexcept {
+        const box_area before = current(is_first);
+        const std::uint32_t radius = iteration.radius;
+        operation_bands rows = bands(___padded.height);
+        if (!rows) {
+            fail_method(___image, L"___do_horizontal_blur().");
+            return undo(is_first);
+        }
+        box_area blurred = run_across(rows, before, is_last ? ___picture : ___padded, radius);
+        operation_bands columns = bands(___padded.width);
+        if (!columns) {
+            push_error(___image.errors, {L"Failed to ", iteration.vertical_class, L"::___do_vertical_blur()."});
+            return undo(is_first);
+        }
+        scratch_array pixels;
+        box_area result = is_last ? ___picture : ___padded;
+        bool has_result = true;
+        if (is_last) {
+            // The result takes the room of a padded picture that nothing needs.
+            ___canvas.reset();
+            pixels = allocate_with_records(result, L"crop");
+            has_result = static_cast<bool>(pixels);
+            if (!has_result) {
+                fail_crop();
+                result = ___padded;
+                blurred = run_across(rows, before, ___padded, radius);
+                pixels = is_first ? allocate_area(___padded) : nullptr;
+                if (is_first && !pixels) return 0;
+            }
+        } else if (is_first) {
+            pixels = std::move(___canvas);
+        }
+        result.pixels = pixels ? pixels.get() : ___image.pixels;
+        run_down(columns, blurred, result, before, radius);
+        if (pixels) install(pixels, result);
+        return has_result;
+    }
+
+    image_state& ___image;
+    std::uint32_t ___padding;
+    box_area ___picture; // the part of the padded picture without padding
+    box_area ___padded;
+    blur_switches ___blur;
+    scratch_array ___canvas;
+    scratch_array ___scratch;
+};
+
+// `reach` is how far beyond the picture the passes look; a margin wider than that changes no pixel of the picture.
+template <class Format>
+unsigned int blur_padded(image_state& image, std::uint32_t padding, std::uint64_t reach, const wchar_t* scratch_name,
+                         const box_iteration* iterations, unsigned count, blur_switches blur) noexcept {
+    // A padding whose canvas exceeds 32 bits a side fails, whatever of it would be made.
+    if (std::max(image.width, image.height) + 2ull * padding > UINT32_MAX) {
+        fail_method(image, L"resize_canvas(). Invalid size.");
         push_error(image.errors,
                    {L"Failed to pad image edges. ", image.names->image_class, L"::resize_canvas() failed."});
         return 0;
     }
-    repeat_edges<Format>(image, padding);
-    return 1;
-}
-
-template <class Format>
-unsigned int crop_padding(image_state& image, std::uint32_t padding, std::uint32_t width,
-                          std::uint32_t height) noexcept {
-    if (do_crop<Format>(image, padding, padding, width, height)) return 1;
-    fail_method(image, L"___do_crop().");
-    push_error(image.errors, {L"Failed to crop image padding. ", image.names->image_class, L"::crop() failed."});
-    return 0;
-}
-
-template <class Format>
-unsigned int do_horizontal_blur(image_state& image, const box_pass_job& job) noexcept {
-    operation_bands bands(image, L"blur", 0, job.height, one_band_unless_rows_abound(image, job.height));
-    if (!bands) return 0;
-    clear_rows<Format>(job.destination, image, bands.run(job, box_pass_horizontal<Format>));
-    return 1;
-}
-
-template <class Format>
-unsigned int do_vertical_blur(image_state& image, const box_pass_job& job) noexcept {
-    operation_bands bands(image, L"blur", 0, job.width, one_band_unless_rows_abound(image, job.width));
-    if (!bands) return 0;
-    bands.run(job, box_pass_vertical<Format>);
-    return 1;
-}
-
-unsigned int fail_vertical_blur(image_state& image, const wchar_t* class_name) noexcept {
-    push_error(image.errors, {L"Failed to ", class_name, L"::___do_vertical_blur()."});
-    return 0;
-}
-
-// A horizontal pass into the scratch array and a vertical pass back.
-template <class Format>
-unsigned int blur_both_ways(image_state& image, void* scratch, std::uint32_t radius, blur_switches blur,
-                            const wchar_t* vertical_class) noexcept {
-    const box_pass_job across{image.pixels, scratch, image.width, image.height, radius, blur.colour, blur.alpha};
-    if (!do_horizontal_blur<Format>(image, across)) return fail_method(image, L"___do_horizontal_blur().");
-    box_pass_job down = across;
-    down.source = scratch;
-    down.destination = image.pixels;
-    return do_vertical_blur<Format>(image, down) ? 1 : fail_vertical_blur(image, vertical_class);
-}
-
-// Pads the image by repeated edges, calls passes(scratch), and takes the padding away again whatever came of them.
-// `reach` is how far beyond the picture the passes look; a margin wider than that changes no pixel of the picture.
-template <class Format, class Passes>
-unsigned int blur_padded(image_state& image, std::uint32_t padding, std::uint64_t reach, const wchar_t* scratch_name,
-                         Passes passes) noexcept {
-    const std::uint32_t width = image.width;
-    const std::uint32_t height = image.height;
-    if (!pad_edges<Format>(image, padding, reach)) return 0;
-    unsigned int result = 0;
-    if (const scratch_array scratch = allocate_scratch<Format>(image)) {
-        result = passes(scratch.get());
-    } else {
-        fail_allocation(image, scratch_name);
-    }
-    return crop_padding<Format>(image, padding, width, height) ? result : 0;
+    const std::uint64_t needed = std::min<std::uint64_t>(padding, reach + padding_beyond_radius);
+    padded_blur<Format> work(image, static_cast<std::uint32_t>(needed), blur);
+    return work.allocate(scratch_name) ? work.run(iterations, count) : 0;
 }
 
 // The whole part of a positive float, as far as a 32-bit number reaches.
@@ -179,25 +254,20 @@ unsigned int gaussian_blur(image_state& image, float sigma, bool fast, blur_swit
     const std::uint32_t radii[] = {std::min(radius, side), std::min(radius, side),
                                    std::min(saturating_sum(radius, widening), side)};
     const image_names& names = *image.names;
-    const wchar_t* vertical_class[] = {names.first_vertical_blur_class, names.image_class, names.image_class};
-    const auto three_boxes = [&](void* scratch) -> unsigned int {
-        for (unsigned i = 0; i < 3; ++i) {
-            if (!blur_both_ways<Format>(image, scratch, radii[i], blur, vertical_class[i])) return 0;
-        }
-        return 1;
-    };
+    const box_iteration iterations[] = {
+        {radii[0], names.first_vertical_blur_class}, {radii[1], names.image_class}, {radii[2], names.image_class}};
     const std::uint64_t reach = std::uint64_t{radii[0]} + radii[1] + radii[2];
     return blur_padded<Format>(image, saturating_sum(radius, padding_beyond_radius), reach, names.gaussian_scratch,
-                               three_boxes);
+                               iterations, 3, blur);
 }
 
 template <class Format>
 unsigned int box_blur(image_state& image, std::uint32_t radius, blur_switches blur) noexcept {
     if (!has_pixels(image)) return 0;
     const std::uint32_t cut = std::min({radius, image.width, image.height});
-    return blur_padded<Format>(
-        image, saturating_sum(cut, padding_beyond_radius), cut, image.names->box_scratch,
-        [&](void* scratch) { return blur_both_ways<Format>(image, scratch, cut, blur, image.names->image_class); });
+    const box_iteration iteration{cut, image.names->image_class};
+    return blur_padded<Format>(image, saturating_sum(cut, padding_beyond_radius), cut, image.names->box_scratch,
+                               &iteration, 1, blur);
 }
 
 #define ZARN_INSTANTIATE(format)                                                                                       \
