@@ -16,12 +16,12 @@ struct box_area {
     std::uint32_t height;
 };
 
-// One pass of a box blur over the padded picture. Beyond the area of the source its nearest pixels stand; beyond that
-// of the destination nothing is written. Along the pass the two may differ, across it the source covers the
-// destination.
-struct box_pass_job {
+// One iteration of a box blur over the padded picture, along rows and then along columns. Beyond the area of the source
+// its nearest pixels stand; beyond that of the destination nothing is written. They may be the same array.
+struct box_job {
     box_area source;
     box_area destination;
+    void* scratch;       // room for as many rows as the source has, as wide as the destination
     std::uint32_t width; // of the padded picture
     std::uint32_t height;
     std::uint32_t radius; // the span of position i is [i - radius, i + radius], cut at the ends of the padded picture
@@ -29,13 +29,13 @@ struct box_pass_job {
     bool blur_alpha;
 };
 
-// `rows` are rows of the padded picture.
+// The blur of a band of rows of the padded picture, in two steps, each of which must have ended on every band before
+// the next. The first leaves the rows that neighbours look at, blurred along themselves, in the scratch array. The
+// second makes the result: some rows at a time are blurred along themselves and, still in cache, along columns.
 template <class Format>
-void box_pass_horizontal(const box_pass_job& job, row_range rows);
-
-// `rows` are columns of the padded picture.
+void box_band_ends(const box_job& job, row_range rows);
 template <class Format>
-void box_pass_vertical(const box_pass_job& job, row_range columns);
+void box_band(const box_job& job, row_range rows);
 
 constexpr std::uint32_t largest_gaussian_radius = 500;
 
@@ -71,10 +71,7 @@ struct gaussian_job {
     bool blur_alpha;
 };
 
-// The Gaussian of a band, in place, in two steps, each of which must have ended on every band before the next. The
-// first leaves the rows that neighbours look at, blurred along themselves, in the temporary array. The second makes the
-// result: a few rows at a time are blurred along themselves and, still in cache, along columns. The switches choose
-// what is replaced.
+// The Gaussian of a band, in place, in two steps as those of the box blur. The switches choose what is replaced.
 template <class Format>
 void gaussian_band_ends(const gaussian_job& job, row_range rows);
 template <class Format>

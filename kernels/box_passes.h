@@ -5,8 +5,27 @@
 #include <cstdint>
 
 #include "kernels/blur.h"
+#include "kernels/row_ring.h"
 
 namespace zarn {
+
+// One pass over some rows. Along the pass source and destination may differ, across it the source covers the
+// destination.
+struct box_pass_job {
+    box_area source;
+    box_area destination;
+    std::uint32_t width; // of the padded picture
+    std::uint32_t height;
+    std::uint32_t radius;
+    bool blur_colour;
+    bool blur_alpha;
+    row_ring ring; // of the rows between the passes: the destination of the first, the source of the second
+
+    // Where the source of the second pass keeps its row `y`, counted from its first.
+    std::uint64_t source_row(std::uint64_t y) const {
+        return ring.place(static_cast<std::uint32_t>(y + source.top)) - source.top;
+    }
+};
 
 // The positions of a pass along its lines: `length` of them, the source holding [source_first, source_end), wanted
 // [first, end).
@@ -50,15 +69,5 @@ struct box_line {
     std::uint64_t leaving(std::uint64_t i) const { return in_source(i - radius - 1); }
     std::uint64_t entering(std::uint64_t i) const { return in_source(i + radius); }
 };
-
-// The lines of a band that are wanted.
-inline row_range wanted_rows(const box_pass_job& job, row_range rows) {
-    const std::uint32_t top = job.destination.top, end = top + job.destination.height;
-    return {std::min(std::max(rows.start, top), end), std::max(std::min(rows.end, end), top), rows.band};
-}
-inline row_range wanted_columns(const box_pass_job& job, row_range columns) {
-    const std::uint32_t left = job.destination.left, end = left + job.destination.width;
-    return {std::min(std::max(columns.start, left), end), std::max(std::min(columns.end, end), left), columns.band};
-}
 
 } // namespace zarn

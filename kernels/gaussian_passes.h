@@ -4,24 +4,13 @@
 #include <cstdint>
 
 #include "kernels/blur.h"
+#include "kernels/row_ring.h"
 
 namespace zarn {
 
-// Where rows blurred along themselves lie in the temporary array: those from `first` up to `end` by turns in `capacity`
-// rows from `first` on, all others in their own place.
-struct gaussian_ring {
-    std::uint32_t first;
-    std::uint32_t end;
-    std::uint32_t capacity;
-
-    std::uint64_t place(std::uint32_t row) const {
-        return row < first || row >= end ? row : first + (row - first) % capacity;
-    }
-};
-
 struct gaussian_pass {
     const gaussian_job* job;
-    gaussian_ring ring;
+    row_ring ring; // of the rows in the temporary array
 };
 
 // Rows that the vertical pass makes of one state of the ring.

@@ -52,15 +52,16 @@ struct box_iteration {
 };
 
 // Box passes over a picture whose edge pixels are repeated around it. The padded picture comes into being with the
-// first vertical pass that another pass follows, and the last one leaves the padding out: of a single iteration nobody
-// ever sees it, except where the array of its result cannot be had. Then the image stays padded.
+// first iteration that another one follows, and the last one leaves the padding out. A single iteration works in place:
+// it asks for the arrays of the padded picture and of the crop only because without them it has to fail. Where the
+// latter cannot be had the image stays padded.
 template <class Format>
 class padded_blur {
 public:
     padded_blur(image_state& image, std::uint32_t padding, blur_switches blur) noexcept
         : ___image(image)
         , ___padding(padding)
-        , ___picture{image.pixels, padding, padding, image.width, image.height}
+        , ___picture{nullptr, padding, padding, image.width, image.height}
         , ___padded{nullptr, 0, 0, image.width + 2 * padding, image.height + 2 * padding}
         , ___blur(blur) {}
 
@@ -102,55 +103,8 @@ private:
         return pixels;
     }
 
-    operation_bands bands(std::uint32_t lines) noexcept {
-        return {___image, L"blur", 0, lines, one_band_unless_rows_abound(___image, lines)};
-    }
-
-    // The picture so far, padded or still to be.
-    box_area current(bool is_first) const noexcept {
-        box_area area = is_first ? ___picture : ___padded;
-        area.pixels = ___image.pixels;
-        return area;
-    }
-
-    box_pass_job pass(const box_area& source, const box_area& destination, std::uint32_t radius) const noexcept {
-        return {source, destination, ___padded.width, ___padded.height, radius, ___blur.colour, ___blur.alpha};
-    }
-
-    // Blurs along rows into the scratch array, `columns` of it; the area that it holds then.
-    box_area run_across(operation_bands& rows, const box_area& source, const box_area& columns,
-                        std::uint32_t radius) noexcept {
-        const box_area blurred{___scratch.get(), columns.left, source.top, columns.width, source.height};
-        const std::uint32_t ran_until = rows.run(pass(source, blurred, radius), box_pass_horizontal<Format>);
-        clear_rows(blurred.pixels, blurred.width * pixel_bytes<Format>, blurred.height,
-                   std::max(ran_until, blurred.top) - blurred.top);
-        return blurred;
-    }
-
-    // Blurs along columns from the scratch array. Columns that no band wrote stay as they were in `before`.
-    void run_down(operation_bands& columns, const box_area& blurred, const box_area& result, const box_area& before,
-                  std::uint32_t radius) noexcept {
-        const std::uint32_t ran_until = columns.run(pass(blurred, result, radius), box_pass_vertical<Format>);
-        if (result.pixels != before.pixels) copy_columns(before, result, ran_until);
-    }
-
-    // From column `first` of the padded picture on, with the nearest pixels of `from` where it has none.
-    static void copy_columns(const box_area& from, const box_area& to, std::uint64_t first) noexcept {
-        const auto place = [&](std::uint64_t i, std::uint64_t start, std::uint64_t length) {
-            return std::min(std::max(i, start) - start, length - 1);
-        };
-        for (std::uint64_t y = 0; y < to.height; ++y) {
-            for (std::uint64_t x = std::max<std::uint64_t>(first, to.left) - to.left; x < to.width; ++x) {
-                const std::uint64_t source =
-                    place(to.top + y, from.top, from.height) * from.width + place(to.left + x, from.left, from.width);
-                std::memcpy(static_cast<char*>(to.pixels) + (y * to.width + x) * pixel_bytes<Format>,
-                            static_cast<const char*>(from.pixels) + source * pixel_bytes<Format>, pixel_bytes<Format>);
-            }
-        }
-    }
-
-    void install(scratch_array& pixels, const box_area& area) noexcept {
-        install_pixels(___image, pixels.release(), area.width, area.height);
+    operation_bands bands() noexcept {
+        return {___image, L"blur", 0, ___padded.height, one_band_unless_rows_abound(___image, ___padded.height)};
     }
 
     void fail_crop() noexcept {
@@ -160,50 +114,72 @@ private:
     }
 
     // After a failure: the padding is taken away again, if there is any.
-    unsigned int undo(bool is_first) noexcept {
+    unsigned int undo(bool is_padded) noexcept {
         ___scratch.reset();
-        if (!is_first && !do_crop<Format>(___image, ___padding, ___padding, ___picture.width, ___picture.height)) {
+        if (is_padded && !do_crop<Format>(___image, ___padding, ___padding, ___picture.width, ___picture.height)) {
             fail_crop();
         }
         return 0;
     }
 
     unsigned int run(const box_iteration& iteration, bool is_first, bool is_last) noexcept {
-        const box_area before = current(is_first);
-        const std::uint32_t radius = iteration.radius;
-        operation_bands rows = bands(___padded.height);
-        if (!rows) {
+        operation_bands ends = bands();
+        if (!ends) {
             fail_method(___image, L"___do_horizontal_blur().");
-            return undo(is_first);
+            return undo(!is_first);
         }
-        box_area blurred = run_across(rows, before, is_last ? ___picture : ___padded, radius);
-        operation_bands columns = bands(___padded.width);
-        if (!columns) {
+        operation_bands whole = bands();
+        if (!whole) {
             push_error(___image.errors, {L"Failed to ", iteration.vertical_class, L"::___do_vertical_blur()."});
-            return undo(is_first);
+            return undo(!is_first);
         }
-        scratch_array pixels;
-        box_area result = is_last ? ___picture : ___padded;
-        bool has_result = true;
+        scratch_array fresh; // the result, unless that takes the place of what it is made from
+        bool is_cropped = is_last;
         if (is_last) {
-            // The result takes the room of a padded picture that nothing needs.
-            ___canvas.reset();
-            pixels = allocate_with_records(result, L"crop");
-            has_result = static_cast<bool>(pixels);
-            if (!has_result) {
-                fail_crop();
-                result = ___padded;
-                blurred = run_across(rows, before, ___padded, radius);
-                pixels = is_first ? allocate_area(___padded) : nullptr;
-                if (is_first && !pixels) return 0;
-            }
-        } else if (is_first) {
-            pixels = std::move(___canvas);
+            ___canvas.reset(); // the crop may need its room
+            fresh = allocate_with_records(___picture, L"crop");
+            is_cropped = static_cast<bool>(fresh);
+            if (!is_cropped) fail_crop();
+            if (is_first && is_cropped) fresh.reset();
         }
-        result.pixels = pixels ? pixels.get() : ___image.pixels;
-        run_down(columns, blurred, result, before, radius);
-        if (pixels) install(pixels, result);
-        return has_result;
+        if (is_first && !is_cropped) {
+            fresh = is_last ? allocate_area(___padded) : std::move(___canvas);
+            if (!fresh) return 0;
+        }
+        box_area before = is_first ? ___picture : ___padded;
+        box_area after = is_cropped ? ___picture : ___padded;
+        before.pixels = ___image.pixels;
+        after.pixels = fresh ? fresh.get() : ___image.pixels;
+        run_bands(ends, whole, before, after, iteration.radius);
+        if (fresh) install_pixels(___image, fresh.release(), after.width, after.height);
+        return is_cropped || !is_last;
+    }
+
+    void run_bands(operation_bands& ends, operation_bands& whole, const box_area& before, const box_area& after,
+                   std::uint32_t radius) noexcept {
+        const box_job job{before,           after,  ___scratch.get(), ___padded.width,
+                          ___padded.height, radius, ___blur.colour,   ___blur.alpha};
+        const std::uint32_t ends_until = ends.run(job, box_band_ends<Format>);
+        clear_rows(job.scratch, after.width * pixel_bytes<Format>, before.height,
+                   std::max(ends_until, before.top) - before.top);
+        const std::uint32_t until = whole.run(job, box_band<Format>);
+        if (after.pixels != before.pixels) copy_rows(before, after, std::max(until, after.top) - after.top);
+    }
+
+    // What no band wrote stays as it was: rows from `first` on, with the nearest pixels of `from` where it has none.
+    static void copy_rows(const box_area& from, const box_area& to, std::uint64_t first) noexcept {
+        const auto place = [](std::uint64_t i, std::uint64_t start, std::uint64_t length) {
+            return std::min(std::max(i, start) - start, length - 1);
+        };
+        for (std::uint64_t y = first; y < to.height; ++y) {
+            const std::uint64_t line = place(to.top + y, from.top, from.height) * from.width;
+            for (std::uint64_t x = 0; x < to.width; ++x) {
+                std::memcpy(static_cast<char*>(to.pixels) + (y * to.width + x) * pixel_bytes<Format>,
+                            static_cast<const char*>(from.pixels) +
+                                (line + place(to.left + x, from.left, from.width)) * pixel_bytes<Format>,
+                            pixel_bytes<Format>);
+            }
+        }
     }
 
     image_state& ___image;

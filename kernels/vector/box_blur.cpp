@@ -22,7 +22,7 @@ namespace zarn::vector::HWY_NAMESPACE {
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
 bool box_pass_horizontal(const box_pass_job&, row_range) { return false; }
-bool box_pass_vertical(const box_pass_job&, row_range) { return false; }
+bool box_pass_vertical(const box_pass_job&) { return false; }
 
 #else
 
@@ -200,9 +200,9 @@ struct square {
         for (std::uint32_t i = 0; i < quad; ++i) columns[i] = hn::LoadU(DP(), from + i * line);
         turn();
     }
-    HWY_INLINE void store(std::uint32_t* to, std::uint64_t line) {
+    HWY_INLINE void store(std::uint32_t* const* to, std::uint64_t at) {
         turn();
-        for (std::uint32_t i = 0; i < quad; ++i) hn::StoreU(columns[i], DP(), to + i * line);
+        for (std::uint32_t i = 0; i < quad; ++i) hn::StoreU(columns[i], DP(), to[i] + at);
     }
 };
 
@@ -212,7 +212,11 @@ HWY_INLINE void run_rows(const box_pass_job& job, std::uint64_t row, const const
     const std::uint64_t radius = line.radius;
     const std::uint64_t stride = job.source.width, out_stride = job.destination.width;
     const auto* source = static_cast<const std::uint32_t*>(job.source.pixels) + (row - job.source.top) * stride;
-    auto* out = static_cast<std::uint32_t*>(job.destination.pixels) + (row - job.destination.top) * out_stride;
+    std::uint32_t* out[quad];
+    for (std::uint64_t i = 0; i < quad; ++i) {
+        const std::uint64_t place = job.ring.place(static_cast<std::uint32_t>(row + i)) - job.destination.top;
+        out[i] = static_cast<std::uint32_t*>(job.destination.pixels) + place * out_stride;
+    }
     const auto column = [&](std::uint64_t x) {
         HWY_ALIGN std::uint32_t pixels[quad];
         for (std::uint64_t i = 0; i < quad; ++i) pixels[i] = source[i * stride + x];
@@ -229,7 +233,7 @@ HWY_INLINE void run_rows(const box_pass_job& job, std::uint64_t row, const const
         r.invert_counts();
         HWY_ALIGN std::uint32_t pixels[quad];
         hn::Store(blurred<KeepsSome>(r, column(line.in_source(x)), k), DP(), pixels);
-        for (std::uint64_t i = 0; i < quad; ++i) out[i * out_stride + x - line.first] = pixels[i];
+        for (std::uint64_t i = 0; i < quad; ++i) out[i][x - line.first] = pixels[i];
     };
     // Inside, all that leaves, enters or is kept stands in the source.
     const std::uint64_t inside = std::min(line.end, std::max(line.first, line.source_first + radius) + 1);
@@ -244,19 +248,18 @@ HWY_INLINE void run_rows(const box_pass_job& job, std::uint64_t row, const const
             r.exchange(leaving.columns[i], entering.columns[i], k);
             pixels.columns[i] = blurred<KeepsSome>(r, KeepsSome ? pixels.columns[i] : entering.columns[i], k);
         }
-        pixels.store(out + (x - line.first), out_stride);
+        pixels.store(out, x - line.first);
     }
     for (; x < line.end; ++x) single_step(x);
 }
 
 bool box_pass_horizontal(const box_pass_job& job, row_range rows) {
-    const row_range wanted = wanted_rows(job, rows);
-    if (box_line::of_rows(job).span_length() > longest_span || wanted.end - wanted.start < quad) return false;
+    if (box_line::of_rows(job).span_length() > longest_span || rows.end - rows.start < quad) return false;
     const constants k(job);
     const bool keeps_some = !job.blur_colour || !job.blur_alpha;
-    for (std::uint64_t start = wanted.start; start < wanted.end; start += quad) {
+    for (std::uint64_t start = rows.start; start < rows.end; start += quad) {
         // The last four rows overlap those before: all is read from the other array, so twice gives the same.
-        const std::uint64_t row = std::min<std::uint64_t>(start, wanted.end - quad);
+        const std::uint64_t row = std::min<std::uint64_t>(start, rows.end - quad);
         keeps_some ? run_rows<true>(job, row, k) : run_rows<false>(job, row, k);
     }
     return true;
@@ -277,7 +280,7 @@ HWY_INLINE void run_columns(const box_pass_job& job, std::uint64_t left, std::ui
     span spans[column_block];
     std::memset(spans, 0, sizeof(spans));
     const auto pixels_at = [&](std::uint64_t y, std::uint64_t x) {
-        return hn::LoadU(DP(), source + y * stride + (x - job.source.left));
+        return hn::LoadU(DP(), source + job.source_row(y) * stride + (x - job.source.left));
     };
     for (std::uint64_t y = line.start_of_first_span(); y < line.end_of_first_span(); ++y) {
         const std::uint64_t entering = line.in_source(y);
@@ -312,13 +315,13 @@ HWY_INLINE void run_columns(const box_pass_job& job, std::uint64_t left, std::ui
     }
 }
 
-bool box_pass_vertical(const box_pass_job& job, row_range columns) {
-    const row_range wanted = wanted_columns(job, columns);
-    if (box_line::of_columns(job).span_length() > longest_span || wanted.end - wanted.start < quad) return false;
+bool box_pass_vertical(const box_pass_job& job) {
+    const std::uint64_t left = job.destination.left, end = left + job.destination.width;
+    if (box_line::of_columns(job).span_length() > longest_span || end - left < quad) return false;
     const constants k(job);
     const bool keeps_some = !job.blur_colour || !job.blur_alpha;
-    for (std::uint64_t left = wanted.start; left < wanted.end; left += column_block * quad) {
-        keeps_some ? run_columns<true>(job, left, wanted.end, k) : run_columns<false>(job, left, wanted.end, k);
+    for (std::uint64_t x = left; x < end; x += column_block * quad) {
+        keeps_some ? run_columns<true>(job, x, end, k) : run_columns<false>(job, x, end, k);
     }
     return true;
 }
@@ -340,8 +343,8 @@ bool box_pass_horizontal<rgba_8>(const box_pass_job& job, row_range rows) {
 }
 
 template <>
-bool box_pass_vertical<rgba_8>(const box_pass_job& job, row_range columns) {
-    return HWY_DYNAMIC_DISPATCH(box_pass_vertical)(job, columns);
+bool box_pass_vertical<rgba_8>(const box_pass_job& job) {
+    return HWY_DYNAMIC_DISPATCH(box_pass_vertical)(job);
 }
 
 } // namespace zarn::vector

@@ -14,13 +14,13 @@ bool box_pass_horizontal(const box_pass_job&, row_range) {
     return false;
 }
 template <class Format>
-bool box_pass_vertical(const box_pass_job&, row_range) {
+bool box_pass_vertical(const box_pass_job&) {
     return false;
 }
 
 template <>
 bool box_pass_horizontal<rgba_8>(const box_pass_job& job, row_range rows);
 template <>
-bool box_pass_vertical<rgba_8>(const box_pass_job& job, row_range columns);
+bool box_pass_vertical<rgba_8>(const box_pass_job& job);
 
 } // namespace zarn::vector
