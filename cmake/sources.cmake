@@ -37,12 +37,14 @@ if(WIN32)
         core/platform/clipboard_windows.cpp
         core/platform/files_windows.cpp
         core/platform/memory_windows.cpp
+        core/platform/named_lock_windows.cpp
     )
 else()
     list(APPEND ZARN_PLATFORM_SOURCES
         core/platform/clipboard_posix.cpp
         core/platform/files_posix.cpp
         core/platform/memory_posix.cpp
+        core/platform/named_lock_posix.cpp
     )
 endif()
 
@@ -57,10 +59,14 @@ set(ZARN_KERNEL_SOURCES
     kernels/gaussian_blur.cpp
     kernels/grading.cpp
     kernels/import_rows.cpp
+    kernels/layout.cpp
     kernels/move_pixels.cpp
     kernels/normalize.cpp
     kernels/normalize_values.cpp
     kernels/normals.cpp
+    kernels/premultiplied_blur.cpp
+    kernels/quarter_turn.cpp
+    kernels/reals.cpp
     kernels/rotate.cpp
     kernels/sample_depth.cpp
     kernels/sharpen.cpp
@@ -83,18 +89,23 @@ set(ZARN_OPERATION_SOURCES
     operations/blit.cpp
     operations/blur.cpp
     operations/clipboard.cpp
+    operations/deep_files.cpp
     operations/devil_load.cpp
     operations/devil_messages.cpp
     operations/filters.cpp
     operations/frame.cpp
     operations/geometry.cpp
+    operations/grading.cpp
     operations/image_load.cpp
     operations/image_save.cpp
     operations/lifecycle.cpp
+    operations/native_reals.cpp
     operations/native_rgba.cpp
     operations/native_values.cpp
     operations/normalize_values.cpp
     operations/normals.cpp
+    operations/real_file.cpp
+    operations/real_geometry.cpp
     operations/tone.cpp
     operations/value_forms.cpp
 )

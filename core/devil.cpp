@@ -258,6 +258,7 @@ error session::save(const wchar_t* path) noexcept {
 std::uint32_t session::width() const noexcept { return static_cast<std::uint32_t>(integer(IL_IMAGE_WIDTH)); }
 std::uint32_t session::height() const noexcept { return static_cast<std::uint32_t>(integer(IL_IMAGE_HEIGHT)); }
 std::uint32_t session::origin() const noexcept { return static_cast<std::uint32_t>(integer(IL_IMAGE_ORIGIN)); }
+std::uint32_t session::channels() const noexcept { return static_cast<std::uint32_t>(integer(IL_IMAGE_CHANNELS)); }
 std::uint32_t session::bits_per_pixel() const noexcept {
     return static_cast<std::uint32_t>(integer(IL_IMAGE_BITS_PER_PIXEL));
 }
@@ -288,6 +289,7 @@ std::uint32_t session::width() const noexcept { return 0; }
 std::uint32_t session::height() const noexcept { return 0; }
 std::uint32_t session::origin() const noexcept { return 0; }
 std::uint32_t session::bits_per_pixel() const noexcept { return 0; }
+std::uint32_t session::channels() const noexcept { return 0; }
 sample_type session::type() const noexcept { return sample_type::u8; }
 const void* session::data(std::uint64_t) const noexcept { return nullptr; }
 

@@ -81,6 +81,7 @@ public:
     std::uint32_t height() const noexcept;
     std::uint32_t origin() const noexcept;
     std::uint32_t bits_per_pixel() const noexcept;
+    std::uint32_t channels() const noexcept;
     sample_type type() const noexcept;
     // Packed rows, valid until the next call; null when the image holds fewer than `bytes`.
     const void* data(std::uint64_t bytes) const noexcept;

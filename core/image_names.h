@@ -14,6 +14,8 @@ struct image_names {
     const wchar_t* saved_alpha;               // what expand_where_alpha fails to allocate
     const wchar_t* first_vertical_blur_class; // the class in the line of a failed first vertical pass of the
                                               // box-approximated Gaussian
+    const wchar_t* blur_class;                // the class in the lines of other failed passes of it
+    const wchar_t* flip_array;                // what a flip fails to allocate
 };
 
 } // namespace zarn

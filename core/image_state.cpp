@@ -24,9 +24,18 @@ std::uint32_t thread_limit(const image_state& image) noexcept {
     return image.workers ? image.workers->get_thread_limit() : 0;
 }
 
-void release_pixels(image_state& image) noexcept {
-    release_pixel_array(image.pixels);
+namespace {
+
+void release_array(image_state& image) noexcept {
+    if (!image.borrowed) release_pixel_array(image.pixels);
     image.pixels = nullptr;
+    image.borrowed = false;
+}
+
+} // namespace
+
+void release_pixels(image_state& image) noexcept {
+    release_array(image);
     image.origin = image.width = image.height = 0;
 }
 
@@ -41,8 +50,10 @@ void take_image(image_state& image, image_state& source) noexcept {
     image.origin = source.origin;
     image.width = source.width;
     image.height = source.height;
+    image.borrowed = source.borrowed;
     take_errors(image.errors, source.errors);
     source.pixels = nullptr;
+    source.borrowed = false;
     source.origin = source.width = source.height = 0;
 }
 
@@ -58,7 +69,7 @@ void* allocate_pixels(std::uint64_t count, std::uint64_t pixel_bytes) noexcept {
 void release_pixel_array(void* pixels) noexcept { ::operator delete[](pixels); }
 
 void install_pixels(image_state& image, void* pixels, std::uint32_t width, std::uint32_t height) noexcept {
-    release_pixel_array(image.pixels);
+    release_array(image);
     image.pixels = pixels;
     image.width = width;
     image.height = height;

@@ -49,14 +49,18 @@ struct file_input {
 
 struct memory_input {
     const unsigned char** cursor;
+    std::uint64_t left;
 
     bool read(unsigned char* bytes, std::size_t count) noexcept {
-        std::memcpy(bytes, chunk(count), count);
-        return true;
+        const unsigned char* const from = chunk(count);
+        if (from) std::memcpy(bytes, from, count);
+        return from != nullptr;
     }
     const unsigned char* chunk(std::size_t length) noexcept {
+        if (length > left) return nullptr;
         const unsigned char* bytes = *cursor;
         *cursor += length;
+        left -= length;
         return bytes;
     }
 };
@@ -90,6 +94,12 @@ bool read_lz4_stream(void* destination, std::uint64_t capacity, std::FILE* file,
     return input.buffer && decode_stream(input, destination, capacity, produced);
 }
 
+bool read_lz4_stream(void* destination, std::uint64_t capacity, const unsigned char*& cursor, std::uint64_t left,
+                     std::uint64_t& produced) noexcept {
+    memory_input input{&cursor, left};
+    return decode_stream(input, destination, capacity, produced);
+}
+
 } // namespace zarn
 
 unsigned int zarn_compress_bytes_to_file_lz4(const void* source, std::uint64_t size, std::FILE* file) {
@@ -118,6 +128,5 @@ unsigned int zarn_decompress_bytes_from_file_lz4(void* destination, std::uint64_
 unsigned int zarn_decompress_bytes_from_memory_lz4(void* destination, std::uint64_t capacity,
                                                    const unsigned char** cursor) {
     std::uint64_t produced = 0;
-    zarn::memory_input input{cursor};
-    return zarn::decode_stream(input, destination, capacity, produced) ? 1u : 0u;
+    return zarn::read_lz4_stream(destination, capacity, *cursor, UINT64_MAX, produced) ? 1u : 0u;
 }

@@ -15,4 +15,8 @@ constexpr std::uint64_t lz4_largest_ratio = 255;
 // Reads a chunk stream; `produced` is the number of bytes written to `destination`, also after a failure.
 bool read_lz4_stream(void* destination, std::uint64_t capacity, std::FILE* file, std::uint64_t& produced) noexcept;
 
+// The same from memory, of which no more than `left` bytes are read; `cursor` ends behind what was.
+bool read_lz4_stream(void* destination, std::uint64_t capacity, const unsigned char*& cursor, std::uint64_t left,
+                     std::uint64_t& produced) noexcept;
+
 } // namespace zarn

@@ -24,10 +24,10 @@ bool write_words(std::FILE* file, const std::uint32_t* words, unsigned count) no
     return true;
 }
 
-bool read_words(std::FILE* file, std::uint32_t* words, unsigned count) noexcept {
+bool read_words(native_source& source, std::uint32_t* words, unsigned count) noexcept {
     for (unsigned i = 0; i < count; ++i) {
         unsigned char bytes[4];
-        if (std::fread(bytes, 1, sizeof(bytes), file) != sizeof(bytes)) return false;
+        if (!source.read(bytes, sizeof(bytes))) return false;
         words[i] = 0;
         for (unsigned b = 0; b < 4; ++b) words[i] |= static_cast<std::uint32_t>(bytes[b]) << (8 * b);
     }
@@ -79,29 +79,53 @@ unsigned int save_native(image_state& image, const wchar_t* path, const std::uin
     return written ? 1 : fail(image, L"Failed to write image to file.");
 }
 
-owned_file open_native(image_state& image, const wchar_t* path, std::uint32_t& type) noexcept {
-    free_image(image);
-    owned_file file(open_file(path, file_access::read));
-    if (!file) {
-        fail(image, L"Failed to open file for binary read.");
-    } else if (!read_words(file.get(), &type, 1)) {
-        type = impossible_type;
-    }
-    return file;
+std::uint64_t native_source::left() const noexcept { return ___file ? bytes_left(___file.get()) : ___left; }
+
+bool native_source::read(void* bytes, std::uint64_t count) noexcept {
+    const auto size = static_cast<std::size_t>(count);
+    if (___file) return std::fread(bytes, 1, size, ___file.get()) == size;
+    if (count > ___left) return false;
+    if (size) std::memcpy(bytes, ___data, size);
+    ___data += size;
+    ___left -= count;
+    return true;
 }
 
-bool read_native_words(image_state& image, std::FILE* file, std::uint32_t* words, unsigned word_count,
+bool native_source::read_lz4(void* destination, std::uint64_t capacity, std::uint64_t& produced) noexcept {
+    return ___file ? read_lz4_stream(destination, capacity, ___file.get(), produced)
+                   : read_lz4_stream(destination, capacity, ___data, ___left, produced);
+}
+
+native_source open_native(image_state& image, const wchar_t* path, std::uint32_t& type) noexcept {
+    free_image(image);
+    native_source source(owned_file(open_file(path, file_access::read)));
+    if (!source) {
+        fail(image, L"Failed to open file for binary read.");
+    } else if (!read_words(source, &type, 1)) {
+        type = impossible_type;
+    }
+    return source;
+}
+
+native_source open_native(image_state& image, const unsigned char* data, std::uint32_t size,
+                          std::uint32_t& type) noexcept {
+    free_image(image);
+    native_source source(data, size);
+    if (!read_words(source, &type, 1)) type = impossible_type;
+    return source;
+}
+
+bool read_native_words(image_state& image, native_source& source, std::uint32_t* words, unsigned word_count,
                        bool compressed) noexcept {
-    if (read_words(file, words, word_count)) return true;
+    if (read_words(source, words, word_count)) return true;
     fail_short_file(image, compressed);
     return false;
 }
 
-unsigned int load_native_pixels(image_state& image, std::FILE* file, std::uint64_t pixel_bytes,
+unsigned int load_native_pixels(image_state& image, native_source& source, std::uint64_t pixel_bytes,
                                 bool compressed) noexcept {
     const std::uint64_t count = pixel_count(image);
-    const std::uint64_t left = bytes_left(file);
-    if (count > UINT64_MAX / pixel_bytes || !is_plausible(count * pixel_bytes, left, compressed)) {
+    if (count > UINT64_MAX / pixel_bytes || !is_plausible(count * pixel_bytes, source.left(), compressed)) {
         return fail_short_file(image, compressed);
     }
     image.pixels = allocate_pixels(count, pixel_bytes);
@@ -112,12 +136,10 @@ unsigned int load_native_pixels(image_state& image, std::FILE* file, std::uint64
 
     const std::uint64_t bytes = count * pixel_bytes;
     if (!compressed) {
-        if (std::fread(image.pixels, 1, static_cast<std::size_t>(bytes), file) != bytes)
-            return fail_short_file(image, false);
-        return 1;
+        return source.read(image.pixels, bytes) ? 1 : fail_short_file(image, false);
     }
     std::uint64_t produced = 0;
-    if (read_lz4_stream(image.pixels, bytes, file, produced) && produced == bytes) return 1;
+    if (source.read_lz4(image.pixels, bytes, produced) && produced == bytes) return 1;
     std::memset(static_cast<char*>(image.pixels) + produced, 0, static_cast<std::size_t>(bytes - produced));
     return fail_decompression(image);
 }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kernels/pixel_format.h"
+#include "kernels/store.h"
 
 namespace zarn {
 
@@ -110,19 +111,19 @@ private:
     // never serves as a right neighbour, the last row never as a lower one.
     bool fill(std::uint64_t pixel, std::uint32_t x, std::uint32_t y) {
         sample* const out = at(pixel);
-        if (out[Format::colours] != 0) return false;
-        std::uint64_t sums[Format::colours] = {};
+        if (out[Format::colours] != sample(0)) return false;
+        sum_of<Format> sums[Format::colours] = {};
         std::uint64_t sources = 0;
         visit(pixel, x, y, x + std::uint64_t{2} < ___width, y + std::uint64_t{2} < ___height,
               [&](std::uint64_t neighbour, std::uint32_t, std::uint32_t) {
                   const sample* const from = at(neighbour);
-                  if (from[Format::colours] != Format::full) return;
-                  for (unsigned c = 0; c < Format::colours; ++c) sums[c] += from[c];
+                  if (number(from[Format::colours]) != Format::full) return;
+                  for (unsigned c = 0; c < Format::colours; ++c) sums[c] += number(from[c]);
                   ++sources;
               });
         if (!sources) return false;
-        for (unsigned c = 0; c < Format::colours; ++c) out[c] = static_cast<sample>(sums[c] / sources);
-        out[Format::colours] = Format::fill_marker;
+        for (unsigned c = 0; c < Format::colours; ++c) out[c] = stored_mean<Format>(sums[c], sources);
+        out[Format::colours] = static_cast<sample>(Format::fill_marker);
         return true;
     }
 
@@ -170,7 +171,7 @@ bool is_opaque(const typename Format::sample* pixels, std::uint64_t count) {
     if constexpr (Format::has_alpha) {
         const auto* alpha = pixels + Format::colours;
         for (std::uint64_t i = 0; i < count; ++i, alpha += channels<Format>) {
-            if (*alpha != Format::full) return false;
+            if (!(number(*alpha) >= Format::full)) return false;
         }
     }
     return true;
@@ -179,7 +180,8 @@ bool is_opaque(const typename Format::sample* pixels, std::uint64_t count) {
 template <class Format>
 void binarise_alpha(typename Format::sample* pixels, std::uint64_t count, typename Format::sample threshold) {
     using sample = typename Format::sample;
-    for_each_alpha<Format>(pixels, count, [=](sample& alpha) { alpha = alpha > threshold ? Format::full : sample{0}; });
+    const auto opaque = static_cast<sample>(Format::full);
+    for_each_alpha<Format>(pixels, count, [=](sample& alpha) { alpha = alpha > threshold ? opaque : sample(0); });
 }
 
 template <class Format>
@@ -190,7 +192,8 @@ void expand_colour(typename Format::sample* pixels, std::uint32_t width, std::ui
     image.fill_all(keep);
     // A pixel that could not be filled before can be only when a neighbour has become opaque.
     for (std::uint32_t pass = 1; !fresh.is_empty(); ++pass) {
-        fresh.for_each([&](std::uint64_t pixel) { image.set_alpha(pixel, Format::full); });
+        fresh.for_each(
+            [&](std::uint64_t pixel) { image.set_alpha(pixel, static_cast<typename Format::sample>(Format::full)); });
         if (pass == iterations) return;
         std::swap(filled, fresh);
         fresh.clear();
@@ -210,7 +213,9 @@ void restore_alpha(typename Format::sample* pixels, std::uint64_t count, const t
 
 template <class Format>
 void make_opaque(typename Format::sample* pixels, std::uint64_t count) {
-    for_each_alpha<Format>(pixels, count, [](typename Format::sample& alpha) { alpha = Format::full; });
+    for_each_alpha<Format>(pixels, count, [](typename Format::sample& alpha) {
+        alpha = static_cast<typename Format::sample>(Format::full);
+    });
 }
 
 #define ZARN_INSTANTIATE(format)                                                                                       \

@@ -3,6 +3,7 @@
 #include "kernels/area_box.h"
 #include "kernels/pixel_format.h"
 #include "kernels/resample.h"
+#include "kernels/store.h"
 #include "kernels/vector/area_average.h"
 
 namespace zarn {
@@ -14,7 +15,7 @@ void average_box(const geometry_job& job, area_box columns, area_box rows, typen
     using sample = typename Format::sample;
     constexpr unsigned n = channels<Format>;
 
-    std::uint64_t sums[n] = {};
+    sum_of<Format> sums[n] = {};
     std::uint64_t invisible = 0;
     for (std::uint32_t y = rows.start; y < rows.end; ++y) {
         const std::uint64_t memory_y = memory_row(y, job.source_height, job.lower_left);
@@ -23,13 +24,17 @@ void average_box(const geometry_job& job, area_box columns, area_box rows, typen
             // An invisible pixel adds nothing to any sum: its alpha is 0 already.
             const bool visible = is_visible<Format>(pixel);
             invisible += visible ? 0 : 1;
-            for (unsigned c = 0; c < n; ++c) sums[c] += visible ? pixel[c] : 0;
+            for (unsigned c = 0; c < n; ++c) sums[c] += visible ? number(pixel[c]) : 0;
         }
     }
     const std::uint64_t all = static_cast<std::uint64_t>(columns.end - columns.start) * (rows.end - rows.start);
     const std::uint64_t visible = all - invisible;
-    for (unsigned c = 0; c < Format::colours; ++c) out[c] = static_cast<sample>(visible ? sums[c] / visible : 0);
-    if constexpr (Format::has_alpha) out[Format::colours] = static_cast<sample>(all ? sums[Format::colours] / all : 0);
+    for (unsigned c = 0; c < Format::colours; ++c) {
+        out[c] = visible ? stored_mean<Format>(sums[c], visible) : sample(0);
+    }
+    if constexpr (Format::has_alpha) {
+        out[Format::colours] = all ? stored_mean<Format>(sums[Format::colours], all) : sample(0);
+    }
 }
 
 } // namespace

@@ -162,6 +162,6 @@ blit_rows blit_rows_for(std::uint32_t mode) noexcept {
 }
 
 #define ZARN_INSTANTIATE(format) template blit_rows blit_rows_for<format>(std::uint32_t) noexcept;
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_INTEGER_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

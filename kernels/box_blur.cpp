@@ -178,6 +178,6 @@ void box_band(const box_job& job, row_range rows) {
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template void box_band_ends<format>(const box_job&, row_range);                                                    \
     template void box_band<format>(const box_job&, row_range);
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_INTEGER_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

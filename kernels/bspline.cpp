@@ -3,6 +3,7 @@
 #include "kernels/bspline_taps.h"
 #include "kernels/pixel_format.h"
 #include "kernels/resample.h"
+#include "kernels/store.h"
 #include "kernels/vector/bspline.h"
 
 namespace zarn {
@@ -16,7 +17,7 @@ void sample_taps(const geometry_job& job, const bspline_taps& columns, const bsp
     constexpr unsigned n = channels<Format>;
 
     double weighted[n] = {};
-    std::uint64_t plain[Format::colours] = {};
+    sum_of<Format> plain[Format::colours] = {};
     std::uint64_t visible = 0;
     double invisible_weight = 0.0;
     for (unsigned m = 0; m < bspline_tap_count; ++m) {
@@ -26,23 +27,26 @@ void sample_taps(const geometry_job& job, const bspline_taps& columns, const bsp
             const sample* pixel = row + static_cast<std::uint64_t>(columns.position[k]) * n;
             const double weight = lines.weight[m] * columns.weight[k];
             if (is_visible<Format>(pixel)) {
-                for (unsigned c = 0; c < n; ++c) weighted[c] += weight * pixel[c];
-                for (unsigned c = 0; c < Format::colours; ++c) plain[c] += pixel[c];
+                for (unsigned c = 0; c < n; ++c) weighted[c] += weight * number(pixel[c]);
+                for (unsigned c = 0; c < Format::colours; ++c) plain[c] += number(pixel[c]);
                 ++visible;
             } else {
                 invisible_weight += weight;
             }
         }
     }
+    // Integers are rounded to nearest.
+    constexpr double rounding = is_real<Format> ? 0.0 : 0.5;
     // Invisible taps take the mean colour of the visible ones, so that edges get no dark fringe.
     const bool fill = invisible_weight > 0.0 && visible > 0;
     for (unsigned c = 0; c < Format::colours; ++c) {
         const double filled =
-            fill ? static_cast<double>(plain[c] / visible) * invisible_weight + weighted[c] : weighted[c];
-        out[c] = static_cast<sample>(static_cast<std::int64_t>(filled + 0.5));
+            fill ? static_cast<double>(mean_of<Format>(plain[c], visible)) * invisible_weight + weighted[c]
+                 : weighted[c];
+        out[c] = stored<Format>(filled + rounding);
     }
     if constexpr (Format::has_alpha) {
-        out[Format::colours] = static_cast<sample>(static_cast<std::int64_t>(weighted[Format::colours] + 0.5));
+        out[Format::colours] = stored<Format>(weighted[Format::colours] + rounding);
     }
 }
 

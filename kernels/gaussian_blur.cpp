@@ -169,6 +169,6 @@ void gaussian_band(const gaussian_job& job, row_range rows) {
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template void gaussian_band_ends<format>(const gaussian_job&, row_range);                                          \
     template void gaussian_band<format>(const gaussian_job&, row_range);
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_INTEGER_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

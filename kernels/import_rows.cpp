@@ -22,7 +22,7 @@ typename Format::sample import_sample(Stored value) {
     constexpr bool is_linear = std::is_floating_point_v<Stored>;
     if constexpr (sizeof(Stored) == 1 && sizeof(sample) == 1) {
         return value;
-    } else if constexpr (std::is_floating_point_v<sample>) {
+    } else if constexpr (is_real<Format>) {
         return static_cast<sample>(is_linear ? static_cast<real>(value)
                                              : static_cast<real>(value) * static_cast<real>(to_unit<Stored>));
     } else {
@@ -49,7 +49,7 @@ template <class Format, class Stored, class Layout>
 void convert(const void* source, typename Format::sample* pixels, std::uint32_t width, component_choice choice) {
     const auto* from = static_cast<const Stored*>(source);
     typename Format::sample samples[Layout::stored + 1];
-    samples[Layout::stored] = Format::full;
+    samples[Layout::stored] = static_cast<typename Format::sample>(Format::full);
     for (std::uint32_t x = 0; x < width; ++x, from += Layout::stored, pixels += channels<Format>) {
         for (unsigned i = 0; i < Layout::stored; ++i) samples[i] = import_sample<Format>(from[i]);
         for (unsigned i = 0; i < channels<Format>; ++i) {
@@ -84,7 +84,8 @@ import_row<Format> import_row_for(bitmap_type type) noexcept {
 }
 
 #define ZARN_INSTANTIATE(Format) template import_row<Format> import_row_for<Format>(bitmap_type) noexcept;
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_INTEGER_FORMAT(ZARN_INSTANTIATE)
+ZARN_INSTANTIATE(colour_real_32)
 #undef ZARN_INSTANTIATE
 
 } // namespace zarn

@@ -7,10 +7,13 @@
 
 namespace zarn {
 
-// The least and the greatest lightness of visible pixels; without any, `least` stays 1 and `greatest` 0.
+// The least and the greatest lightness of visible pixels; without any, the starts stay. Reals, which go beyond 0..1,
+// start from beyond all of them, and may be stretched to other ends than 0 and 1.
 struct lightness_span {
     float least = 1.0f;
     float greatest = 0.0f;
+    float low = 0.0f;
+    float high = 1.0f;
 };
 
 template <class Format>

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
 #include <half.hpp>
 
@@ -86,13 +87,16 @@ struct colour_real_16 : real_format<half_float::half, 3> {};
 struct grey_real_16 : real_format<half_float::half, 1> {};
 
 #define ZARN_FOR_EACH_REAL_COLOUR_FORMAT(apply) apply(colour_real_32) apply(colour_real_16)
-#define ZARN_FOR_EACH_REAL_FORMAT(apply) ZARN_FOR_EACH_REAL_COLOUR_FORMAT(apply) apply(grey_real_32) apply(grey_real_16)
+#define ZARN_FOR_EACH_REAL_GREY_FORMAT(apply) apply(grey_real_32) apply(grey_real_16)
+#define ZARN_FOR_EACH_REAL_FORMAT(apply) ZARN_FOR_EACH_REAL_COLOUR_FORMAT(apply) ZARN_FOR_EACH_REAL_GREY_FORMAT(apply)
 #define ZARN_FOR_EACH_RGBA_FORMAT(apply) apply(rgba_8) apply(rgba_16)
 #define ZARN_FOR_EACH_VALUE_FORMAT(apply)                                                                              \
     apply(value_8) apply(value_16) apply(value_32) apply(grey_8) apply(grey_16) apply(grey_32)
 #define ZARN_FOR_EACH_TABULABLE_FORMAT(apply)                                                                          \
     ZARN_FOR_EACH_RGBA_FORMAT(apply) apply(value_8) apply(value_16) apply(grey_8) apply(grey_16)
-#define ZARN_FOR_EACH_FORMAT(apply) ZARN_FOR_EACH_RGBA_FORMAT(apply) ZARN_FOR_EACH_VALUE_FORMAT(apply)
+#define ZARN_FOR_EACH_INTEGER_FORMAT(apply) ZARN_FOR_EACH_RGBA_FORMAT(apply) ZARN_FOR_EACH_VALUE_FORMAT(apply)
+
+#define ZARN_FOR_EACH_FORMAT(apply) ZARN_FOR_EACH_INTEGER_FORMAT(apply) ZARN_FOR_EACH_REAL_FORMAT(apply)
 
 template <class Format>
 inline constexpr unsigned channels = Format::colours + (Format::has_alpha ? 1 : 0);
@@ -100,14 +104,17 @@ inline constexpr unsigned channels = Format::colours + (Format::has_alpha ? 1 : 
 template <class Format>
 inline constexpr std::uint64_t pixel_bytes = channels<Format> * sizeof(typename Format::sample);
 
+template <class Format>
+inline constexpr bool is_real = !std::is_integral_v<typename Format::sample>;
+
 // The depth of samples that have values enough to be worth a table of them all.
 template <class Format>
-inline constexpr bool is_tabulable = sizeof(typename Format::sample) <= 2;
+inline constexpr bool is_tabulable = !is_real<Format> && sizeof(typename Format::sample) <= 2;
 
 // Without an alpha sample every pixel is visible and opaque.
 template <class Format>
 inline bool is_visible(const typename Format::sample* pixel) noexcept {
-    if constexpr (Format::has_alpha) return pixel[Format::colours] != 0;
+    if constexpr (Format::has_alpha) return pixel[Format::colours] != typename Format::sample(0);
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "kernels/pixel_format.h"
+#include "kernels/store.h"
 #include "kernels/vector/rotate.h"
 
 namespace zarn {
@@ -37,7 +38,7 @@ void sample_bilinear(const rotate_job& job, double source_x, double source_y, ty
     const double w01 = (1.0 - fx) * fy;
     const double w11 = fx * fy;
     const auto mix = [=](sample a, sample b, sample c, sample d) {
-        return static_cast<sample>(static_cast<std::int64_t>(w00 * a + w10 * b + w01 * c + w11 * d));
+        return stored<Format>(w00 * number(a) + w10 * number(b) + w01 * number(c) + w11 * number(d));
     };
     const sample* colour10 = is_visible<Format>(p10) ? p10 : p00;
     const sample* colour01 = is_visible<Format>(p01) ? p01 : p00;
@@ -70,7 +71,7 @@ void rotate_rows(const rotate_job& job, row_range rows) {
             if (inside) {
                 sample_bilinear<Format>(job, source_x, source_y, out);
             } else {
-                std::memset(out, 0, n * sizeof(sample));
+                std::memset(static_cast<void*>(out), 0, n * sizeof(sample));
             }
         }
     }
@@ -81,22 +82,24 @@ void feather_edges(typename Format::sample* pixels, std::uint32_t width, std::ui
     using sample = typename Format::sample;
     if constexpr (Format::has_alpha) {
         using real = typename Format::real;
+        const auto none = sample(0);
         constexpr auto hundredth = static_cast<real>(0.01L);
         constexpr std::uint64_t n = channels<Format>;
         const std::uint64_t line = width * n;
         sample* alpha = pixels + Format::colours;
         for (std::uint32_t y = 0; y < height; ++y) {
             for (std::uint32_t x = 0; x < width; ++x, alpha += n) {
-                if (*alpha != Format::full) continue;
+                if (!(number(*alpha) >= Format::full)) continue;
                 int percent = 0;
                 if (x == 0 || x == width - 1 || y == 0 || y == height - 1) {
                     percent = std::rand() % 10 + 75;
-                } else if (!*(alpha - n) || !*(alpha + n) || !*(alpha - line) || !*(alpha + line)) {
+                } else if (*(alpha - n) == none || *(alpha + n) == none || *(alpha - line) == none ||
+                           *(alpha + line) == none) {
                     percent = std::rand() % 15 + 55;
                 } else {
                     continue;
                 }
-                *alpha = static_cast<sample>(static_cast<real>(percent) * hundredth * static_cast<real>(*alpha));
+                *alpha = stored<Format>(static_cast<real>(percent) * hundredth * static_cast<real>(*alpha));
             }
         }
     }

@@ -1,6 +1,7 @@
 #include "kernels/sharpen.h"
 
 #include "kernels/pixel_format.h"
+#include "kernels/store.h"
 #include "kernels/vector/sharpen.h"
 
 namespace zarn {
@@ -35,7 +36,7 @@ void sharpen_rows(const sharpen_job& job, row_range rows) {
                 sum += side * static_cast<real>(below[i]);
                 // Written so that NaN becomes 0.
                 sum = sum >= real{0} ? sum : real{0};
-                here[i] = static_cast<sample>(sum <= full ? sum : full);
+                here[i] = stored<Format>(sum <= full ? sum : full);
             }
         }
     }

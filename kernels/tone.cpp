@@ -4,8 +4,8 @@
 #include <cmath>
 #include <type_traits>
 
-#include "kernels/low_bits.h"
 #include "kernels/pixel_format.h"
+#include "kernels/store.h"
 #include "kernels/vector/byte_table.h"
 #include "kernels/vector/tone.h"
 
@@ -36,7 +36,7 @@ typename Format::sample clamped_sample(typename Format::real value) {
     using real = typename Format::real;
     constexpr auto full = static_cast<real>(Format::full);
     const real above_zero = value >= real{0} ? value : real{0};
-    return static_cast<typename Format::sample>(above_zero <= full ? above_zero : full);
+    return stored<Format>(above_zero <= full ? above_zero : full);
 }
 
 // Calls work(curve) with the curve as a function of one sample, so that no loop asks which curve it is.
@@ -47,10 +47,18 @@ void with_curve(tone_curve curve, float amount, Work work) {
     constexpr auto full = static_cast<real>(Format::full);
     const real by = amount;
     switch (curve) {
+    case tone_curve::proportional_brightness:
+        if constexpr (is_real<Format>) {
+            work([=](sample value) {
+                const real v = value;
+                return stored<Format>(by < 0.0f ? v * (by + 1.0f) : v + (1.0f - v) * by);
+            });
+        }
+        break;
     case tone_curve::exposure:
         work([=](sample value) {
             const real exposed = static_cast<real>(value) * by;
-            return low_bits<sample>(exposed <= full ? exposed : full);
+            return stored<Format>(exposed <= full ? exposed : full);
         });
         break;
     case tone_curve::brightness: {
@@ -64,7 +72,8 @@ void with_curve(tone_curve curve, float amount, Work work) {
         break;
     }
     case tone_curve::gamma: {
-        const real exponent = real{100} / (by * real{100});
+        // Reals take the exponent as it is.
+        const real exponent = is_real<Format> ? by : real{100} / (by * real{100});
         work([=](sample value) {
             return clamped_sample<Format>(std::pow(static_cast<real>(value) * Format::to_unit, exponent) * full);
         });
@@ -129,6 +138,7 @@ bool map_affine(const tone_job& job, row_range rows) {
         case tone_curve::contrast:
             return vector::map_affine(band, {pivot, job.amount, pivot});
         case tone_curve::gamma:
+        case tone_curve::proportional_brightness:
             break;
         }
     }
@@ -156,13 +166,15 @@ void grayscale_rows(const grayscale_job& job, row_range rows) {
         const float sum =
             (static_cast<float>(pixel[1]) * job.green_weight + static_cast<float>(pixel[0]) * job.red_weight) +
             static_cast<float>(pixel[2]) * job.blue_weight;
-        const auto grey = low_bits<sample>(sum);
+        const auto grey = stored<Format>(sum);
         for (unsigned c = 0; c < Format::colours; ++c) pixel[c] = grey;
     });
 }
 
+namespace {
+
 template <class Format>
-void negative_rows(const negative_job& job, row_range rows) {
+void flip_samples(const negative_job& job, row_range rows) {
     using sample = typename Format::sample;
     // Full scale less a sample is its complement.
     sample mask[channels<Format>] = {};
@@ -174,6 +186,39 @@ void negative_rows(const negative_job& job, row_range rows) {
     for_each_pixel<Format>(job.pixels, job.width, rows, [&mask](sample* pixel) {
         for (unsigned c = 0; c < channels<Format>; ++c) pixel[c] = static_cast<sample>(pixel[c] ^ mask[c]);
     });
+}
+
+} // namespace
+
+template <class Format>
+void negative_rows(const negative_job& job, row_range rows) {
+    using sample = typename Format::sample;
+    if constexpr (is_real<Format>) {
+        for_each_pixel<Format>(job.pixels, job.width, rows, [&job](sample* pixel) {
+            for (unsigned c = 0; c < channels<Format>; ++c) {
+                if (c < Format::colours ? job.invert_colour : job.invert_alpha) {
+                    pixel[c] = stored<Format>(Format::full - number(pixel[c]));
+                }
+            }
+        });
+    } else {
+        flip_samples<Format>(job, rows);
+    }
+}
+template <class Format>
+void power_rows(const power_job& job, row_range rows) {
+    for_each_pixel<Format>(job.pixels, job.width, rows, [&job](typename Format::sample* pixel) {
+        for (unsigned c = 0; c < channels<Format>; ++c) {
+            pixel[c] = stored<Format>(std::pow(number(pixel[c]), job.exponent));
+        }
+    });
+}
+
+template <class Format>
+void clear_alpha_rows(const clear_alpha_job& job, row_range rows) {
+    const auto alpha = *static_cast<const typename Format::sample*>(job.alpha);
+    for_each_pixel<Format>(job.pixels, job.width, rows,
+                           [alpha](typename Format::sample* pixel) { pixel[Format::colours] = alpha; });
 }
 
 #define ZARN_INSTANTIATE(format)                                                                                       \
@@ -188,6 +233,12 @@ ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
     template void tabulate_tone<format>(tone_curve, float, format::sample*);                                           \
     template void map_colour_rows<format>(const map_colour_job&, row_range);
 ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_INSTANTIATE)
+#undef ZARN_INSTANTIATE
+
+#define ZARN_INSTANTIATE(format)                                                                                       \
+    template void power_rows<format>(const power_job&, row_range);                                                     \
+    template void clear_alpha_rows<format>(const clear_alpha_job&, row_range);
+ZARN_FOR_EACH_REAL_FORMAT(ZARN_INSTANTIATE)
 #undef ZARN_INSTANTIATE
 
 #define ZARN_INSTANTIATE(format) template void grayscale_rows<format>(const grayscale_job&, row_range);

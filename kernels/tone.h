@@ -19,7 +19,9 @@ void clear_colour_rows(const clear_colour_job& job, row_range rows);
 
 // What becomes of a colour sample, whatever its neighbours are. The amount of a curve is a factor for exposure and
 // contrast, a share of full scale for brightness, and the exponent's inverse for gamma.
-enum class tone_curve : std::uint8_t { exposure, brightness, contrast, gamma };
+// Reals take gamma's amount for the exponent itself, and alone have a brightness in proportion: below 0 times
+// (amount + 1), else towards full scale by the amount, not clamped.
+enum class tone_curve : std::uint8_t { exposure, brightness, contrast, gamma, proportional_brightness };
 
 // In the format's real type, clamped to the format's range and truncated. NaN becomes 0; under exposure, which is
 // clamped above only, full scale.
@@ -72,5 +74,25 @@ struct negative_job {
 
 template <class Format>
 void negative_rows(const negative_job& job, row_range rows);
+
+struct power_job {
+    void* pixels;
+    std::uint32_t width;
+    float exponent;
+};
+
+// Every sample, alpha too. Reals only.
+template <class Format>
+void power_rows(const power_job& job, row_range rows);
+
+struct clear_alpha_job {
+    void* pixels;
+    std::uint32_t width;
+    const void* alpha; // one sample
+};
+
+// Reals only.
+template <class Format>
+void clear_alpha_rows(const clear_alpha_job& job, row_range rows);
 
 } // namespace zarn

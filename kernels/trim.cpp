@@ -15,14 +15,16 @@ constexpr unsigned visibility = Format::has_alpha ? Format::colours : 0;
 // The first visible pixel of a row at or after `from`, or `width`.
 template <class Format>
 std::uint32_t first_visible(const typename Format::sample* row, std::uint32_t from, std::uint32_t width) {
-    while (from < width && !row[from * std::uint64_t{channels<Format>} + visibility<Format>]) ++from;
+    const auto blank = typename Format::sample(0);
+    while (from < width && row[from * std::uint64_t{channels<Format>} + visibility<Format>] == blank) ++from;
     return from;
 }
 
 // One more than the last visible pixel of a row at or after `from`, or `from`.
 template <class Format>
 std::uint32_t last_visible(const typename Format::sample* row, std::uint32_t from, std::uint32_t width) {
-    while (width > from && !row[(width - 1) * std::uint64_t{channels<Format>} + visibility<Format>]) --width;
+    const auto blank = typename Format::sample(0);
+    while (width > from && row[(width - 1) * std::uint64_t{channels<Format>} + visibility<Format>] == blank) --width;
     return width;
 }
 

@@ -97,6 +97,6 @@ unsigned int blit(image_state& image, const image_state& source, const blit_plac
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template unsigned int blit<format>(image_state&, const image_state&, const blit_placement&,                        \
                                        const blit_mixing&) noexcept;
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_INTEGER_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

@@ -125,7 +125,7 @@ private:
     unsigned int run(const box_iteration& iteration, bool is_first, bool is_last) noexcept {
         operation_bands ends = bands();
         if (!ends) {
-            fail_method(___image, L"___do_horizontal_blur().");
+            push_error(___image.errors, {L"Failed to ", ___image.names->blur_class, L"::___do_horizontal_blur()."});
             return undo(!is_first);
         }
         operation_bands whole = bands();
@@ -231,7 +231,7 @@ unsigned int gaussian_blur(image_state& image, float sigma, bool fast, blur_swit
                                    std::min(saturating_sum(radius, widening), side)};
     const image_names& names = *image.names;
     const box_iteration iterations[] = {
-        {radii[0], names.first_vertical_blur_class}, {radii[1], names.image_class}, {radii[2], names.image_class}};
+        {radii[0], names.first_vertical_blur_class}, {radii[1], names.blur_class}, {radii[2], names.blur_class}};
     const std::uint64_t reach = std::uint64_t{radii[0]} + radii[1] + radii[2];
     return blur_padded<Format>(image, saturating_sum(radius, padding_beyond_radius), reach, names.gaussian_scratch,
                                iterations, 3, blur);
@@ -241,7 +241,7 @@ template <class Format>
 unsigned int box_blur(image_state& image, std::uint32_t radius, blur_switches blur) noexcept {
     if (!has_pixels(image)) return 0;
     const std::uint32_t cut = std::min({radius, image.width, image.height});
-    const box_iteration iteration{cut, image.names->image_class};
+    const box_iteration iteration{cut, image.names->blur_class};
     return blur_padded<Format>(image, saturating_sum(cut, padding_beyond_radius), cut, image.names->box_scratch,
                                &iteration, 1, blur);
 }
@@ -249,6 +249,6 @@ unsigned int box_blur(image_state& image, std::uint32_t radius, blur_switches bl
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template unsigned int gaussian_blur<format>(image_state&, float, bool, blur_switches) noexcept;                    \
     template unsigned int box_blur<format>(image_state&, std::uint32_t, blur_switches) noexcept;
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_INTEGER_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

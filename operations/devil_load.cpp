@@ -95,7 +95,10 @@ void devil_load::keep_session(image_state& image, devil::error load_error) noexc
         return;
     }
     ___bits_per_pixel = ___session->bits_per_pixel();
-    ___is_linear = holds_light(___session->type(), ___bits_per_pixel);
+    ___components = ___session->channels();
+    const devil::sample_type type = ___session->type();
+    ___is_real = type == devil::sample_type::f16 || type == devil::sample_type::f32 || type == devil::sample_type::f64;
+    ___is_linear = holds_light(type, ___bits_per_pixel);
     ___loaded = true;
 }
 
@@ -125,6 +128,17 @@ void devil_load::restore_psd_alpha(image_state& image, component_choice choice) 
     }
 }
 
+const float* devil_load::floats(image_state& image) noexcept {
+    devil::session& session = *___session;
+    const devil::error convert_error = session.convert(devil::layout::rgba, devil::sample_type::f32);
+    if (convert_error != devil::error::none) {
+        fail_devil(image, devil_call::convert, convert_error);
+        return nullptr;
+    }
+    const std::uint64_t count = static_cast<std::uint64_t>(session.width()) * session.height();
+    return static_cast<const float*>(session.data(count * 4 * sizeof(float)));
+}
+
 template <class Format>
 unsigned int devil_load::store(image_state& image, component_choice choice) noexcept {
     using sample = sample_of<Format>;
@@ -150,7 +164,7 @@ unsigned int devil_load::store(image_state& image, component_choice choice) noex
 
 #define ZARN_INSTANTIATE(Format)                                                                                       \
     template unsigned int devil_load::store<Format>(image_state&, component_choice) noexcept;
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_INTEGER_FORMAT(ZARN_INSTANTIATE)
 #undef ZARN_INSTANTIATE
 
 } // namespace zarn

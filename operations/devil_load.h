@@ -28,6 +28,17 @@ public:
     // Colour samples that stand for light, as those of high-range pictures do.
     bool is_linear() const noexcept { return ___is_linear; }
 
+    // Samples of the file that are real numbers.
+    bool is_real() const noexcept { return ___is_real; }
+    std::uint32_t components() const noexcept { return ___components; }
+
+    // Converts the picture into floats, red, green, blue and alpha, once: valid while this object lives. Null, with the
+    // message pushed, on failure.
+    const float* floats(image_state& image) noexcept;
+    std::uint32_t width() const noexcept { return ___session->width(); }
+    std::uint32_t height() const noexcept { return ___session->height(); }
+    std::uint32_t origin() const noexcept { return ___session->origin(); }
+
     // Converts the picture into the format, once, and makes it the contents of an empty image. Formats without three
     // colours take the chosen components.
     template <class Format>
@@ -44,6 +55,8 @@ private:
     std::optional<byte_source> ___bytes; // none where there is nothing to look at
     std::optional<devil::session> ___session;
     std::uint32_t ___bits_per_pixel = 0;
+    std::uint32_t ___components = 0;
+    bool ___is_real = false;
     bool ___is_linear = false;
     bool ___loaded = false;
 };

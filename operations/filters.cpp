@@ -26,6 +26,18 @@ void copy_border_rows(const image_state& image, const row_bands& bands, sample_o
     }
 }
 
+// The greatest sample below full scale.
+template <class Format>
+sample_of<Format> below_full() noexcept {
+    if constexpr (!is_real<Format>) {
+        return Format::full - 1;
+    } else if constexpr (sizeof(sample_of<Format>) == sizeof(float)) {
+        return 0.99999994f;
+    } else {
+        return sample_of<Format>(0.99951172f);
+    }
+}
+
 } // namespace
 
 template <class Format>
@@ -48,7 +60,7 @@ template <class Format>
 unsigned int expand_where_alpha(image_state& image, std::uint32_t iterations, typename Format::sample threshold,
                                 bool keep_alpha) noexcept {
     using sample = sample_of<Format>;
-    const auto above = std::min<sample>(threshold, Format::full - 1);
+    const auto above = std::min(threshold, below_full<Format>());
     const std::uint64_t count = pixel_count(image);
     sample* const pixels = samples<Format>(image);
     if (!has_pixels(image) || !has_alpha_above<Format>(pixels, count, above)) return 1;

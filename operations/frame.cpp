@@ -19,18 +19,20 @@ operation_bands::operation_bands(image_state& image, const wchar_t* record, std:
 
 namespace {
 
-void* allocate_replacement(image_state& image, std::uint64_t count, std::uint64_t bytes_per_pixel) noexcept {
+void* allocate_replacement(image_state& image, std::uint64_t count, std::uint64_t bytes_per_pixel,
+                           const wchar_t* array_name) noexcept {
     void* pixels = allocate_pixels(count, bytes_per_pixel);
-    if (!pixels) fail_allocation(image, image.names->pixel_array);
+    if (!pixels) fail_allocation(image, array_name ? array_name : image.names->pixel_array);
     return pixels;
 }
 
 } // namespace
 
 replacement::replacement(image_state& image, std::uint32_t width, std::uint32_t height, std::uint64_t bytes_per_pixel,
-                         const wchar_t* record, std::uint32_t count, std::uint32_t first_row) noexcept
+                         const wchar_t* record, std::uint32_t count, std::uint32_t first_row,
+                         const wchar_t* array_name) noexcept
     : ___image(image)
-    , ___pixels(allocate_replacement(image, static_cast<std::uint64_t>(width) * height, bytes_per_pixel))
+    , ___pixels(allocate_replacement(image, static_cast<std::uint64_t>(width) * height, bytes_per_pixel, array_name))
     , ___width(width)
     , ___height(height)
     , ___bytes_per_pixel(bytes_per_pixel)

@@ -73,7 +73,8 @@ enum class row_order : std::uint8_t { picture, memory };
 class replacement {
 public:
     replacement(image_state& image, std::uint32_t width, std::uint32_t height, std::uint64_t bytes_per_pixel,
-                const wchar_t* record, std::uint32_t count, std::uint32_t first_row = 0) noexcept;
+                const wchar_t* record, std::uint32_t count, std::uint32_t first_row = 0,
+                const wchar_t* array_name = nullptr) noexcept; // null: the class's own
     ~replacement() { release_pixel_array(___pixels); }
     replacement(const replacement&) = delete;
     replacement& operator=(const replacement&) = delete;

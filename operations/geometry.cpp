@@ -120,7 +120,7 @@ unsigned int flip(image_state& image, std::uint64_t bytes_per_pixel,
                   void (*kernel)(const geometry_job&, row_range)) noexcept {
     if (!has_pixels(image)) return 0;
     replacement fresh(image, image.width, image.height, bytes_per_pixel, L"flip_canvas",
-                      at_most_one_band_per_row(image, image.height));
+                      at_most_one_band_per_row(image, image.height), 0, image.names->flip_array);
     return fresh ? fresh.run(fresh.job(), kernel, row_order::memory) : 0;
 }
 

@@ -9,6 +9,7 @@
 #include "core/native_file.h"
 #include "core/platform/files.h"
 #include "kernels/import_rows.h"
+#include "operations/deep_files.h"
 #include "operations/devil_load.h"
 #include "operations/frame.h"
 #include "operations/image_file_types.h"
@@ -19,48 +20,6 @@
 namespace zarn {
 
 namespace {
-
-// What FreeImage loads.
-struct deep_format {
-    const wchar_t* ending;
-    freeimage::file_format format;
-    bool standard_bitmaps; // false: those are left to DevIL
-    bool either_depth;     // for images of either depth too
-};
-
-constexpr deep_format deep_formats[] = {
-    {L"psd", freeimage::file_format::psd, false, true},  {L"hdr", freeimage::file_format::hdr, true, false},
-    {L"exr", freeimage::file_format::exr, true, false},  {L"tif", freeimage::file_format::tiff, true, true},
-    {L"tiff", freeimage::file_format::tiff, true, true},
-};
-
-const deep_format* deep_format_of(const wchar_t* path) noexcept {
-    for (const deep_format& format : deep_formats) {
-        if (ends_with(path, format.ending)) return &format;
-    }
-    return nullptr;
-}
-
-// Whether there is a file that FreeImage may look at.
-bool is_fit_for_freeimage(const wchar_t* path) noexcept {
-    const owned_file file(open_file(path, file_access::read));
-    if (!file) return false;
-    byte_source bytes(file.get());
-    return guard_image(bytes, image_decoder::freeimage, path) == guard_verdict::accepted;
-}
-
-// The bitmap of a file that FreeImage is to load; none where the load is DevIL's.
-freeimage::bitmap load_bitmap(const wchar_t* path, const deep_format& format) noexcept {
-    if (!is_fit_for_freeimage(path)) return {};
-    if (!format.standard_bitmaps) {
-        using content = freeimage::bitmap::content;
-        const freeimage::bitmap header = freeimage::bitmap::load(format.format, path, content::header);
-        if (!header || header.type() == bitmap_type::standard) return {};
-    }
-    freeimage::bitmap bitmap = freeimage::bitmap::load(format.format, path);
-    if (bitmap && bitmap.type() == bitmap_type::standard) bitmap = bitmap.to_32_bits();
-    return bitmap;
-}
 
 enum class outcome : std::uint8_t { failed, succeeded, left_to_devil };
 

@@ -65,32 +65,16 @@ constexpr unsigned int tga_alpha_code = 2;
 // By compression code less 1; other codes keep DevIL's default.
 constexpr devil::dxt dxt_formats[] = {devil::dxt::dxt1, devil::dxt::dxt3, devil::dxt::dxt5};
 
+const float_format* float_format_of(const wchar_t* path) noexcept {
+    for (const float_format& format : float_formats) {
+        if (ends_with(path, format.ending)) return &format;
+    }
+    return nullptr;
+}
+
 unsigned int fail_float_save(image_state& image, const float_format& format, const wchar_t* reason) noexcept {
     push_error(image.errors, {L"Failed to save ", format.name, reason});
     return 0;
-}
-
-template <class Format>
-unsigned int save_by_freeimage(image_state& image, const wchar_t* path, const float_format& format,
-                               unsigned int code) noexcept {
-    const float_layout* layout = format.first;
-    while (layout != format.last && layout->code != code) ++layout;
-    if (layout == format.last) return fail_float_save(image, format, L". Unsupported pixel format.");
-
-    freeimage::bitmap bitmap = freeimage::bitmap::allocate(layout->type, image.width, image.height);
-    if (!bitmap) return fail(image, L"Failed to allocate bitmap with FreeImage_AllocateT().");
-    const bool upper_left = image.origin == origin_upper_left;
-    const sample_of<Format>* pixels = samples<Format>(static_cast<const image_state&>(image));
-    for (std::uint32_t y = 0; y < image.height; ++y) {
-        // The first row of a bitmap is the bottom one.
-        void* row = bitmap.row(upper_left ? image.height - 1 - y : y);
-        export_row<Format>(pixels, static_cast<float*>(row), image.width, layout->components);
-        pixels += static_cast<std::uint64_t>(image.width) * channels<Format>;
-    }
-    if (!bitmap.save(format.format, path, layout->flags)) {
-        return fail_float_save(image, format, L" using FreeImage_SaveU().");
-    }
-    return 1;
 }
 
 // DevIL writes 0 into the descriptor of a TGA: no alpha bits. A file that does not open again stays as it is.
@@ -113,7 +97,7 @@ unsigned int save_by_devil(image_state& image, const wchar_t* path, unsigned int
         session.texture(image.width, image.height, devil::layout::rgba, devil_type<Format>(), image.pixels);
     if (texture_error != devil::error::none) return fail_devil(image, devil_call::texture, texture_error);
     session.register_origin(image.origin);
-    if (compression - 1 < std::size(dxt_formats)) session.set_dxt(dxt_formats[compression - 1]);
+    choose_compression(session, compression);
     if (format < std::size(file_layouts)) {
         const devil::error convert_error = session.convert(file_layouts[format].layout, file_layouts[format].type);
         if (convert_error != devil::error::none) return fail_devil(image, devil_call::convert, convert_error);
@@ -126,12 +110,44 @@ unsigned int save_by_devil(image_state& image, const wchar_t* path, unsigned int
 
 } // namespace
 
+bool is_float_file(const wchar_t* path) noexcept { return float_format_of(path) != nullptr; }
+
+unsigned int save_float_file(image_state& image, const wchar_t* path, unsigned int code,
+                             const float_rows& rows) noexcept {
+    const float_format& format = *float_format_of(path);
+    const float_layout* layout = format.first;
+    while (layout != format.last && layout->code != code) ++layout;
+    if (layout == format.last) return fail_float_save(image, format, L". Unsupported pixel format.");
+
+    freeimage::bitmap bitmap = freeimage::bitmap::allocate(layout->type, image.width, image.height);
+    if (!bitmap) return fail(image, L"Failed to allocate bitmap with FreeImage_AllocateT().");
+    const bool upper_left = image.origin == origin_upper_left;
+    for (std::uint32_t y = 0; y < image.height; ++y) {
+        // The first row of a bitmap is the bottom one.
+        void* const row = bitmap.row(upper_left ? image.height - 1 - y : y);
+        rows.write(rows.context, y, static_cast<float*>(row), layout->components);
+    }
+    if (!bitmap.save(format.format, path, layout->flags)) {
+        return fail_float_save(image, format, L" using FreeImage_SaveU().");
+    }
+    return 1;
+}
+
+void choose_compression(devil::session& session, unsigned int compression) noexcept {
+    if (compression - 1 < std::size(dxt_formats)) session.set_dxt(dxt_formats[compression - 1]);
+}
+
 template <class Format>
 unsigned int save_image_file(image_state& image, const wchar_t* path, unsigned int format,
                              unsigned int compression) noexcept {
     if (!has_pixels(image)) return 0;
-    for (const float_format& float_file : float_formats) {
-        if (ends_with(path, float_file.ending)) return save_by_freeimage<Format>(image, path, float_file, format);
+    if (is_float_file(path)) {
+        const auto write = [](const void* context, std::uint32_t y, float* row, unsigned components) {
+            const auto& state = *static_cast<const image_state*>(context);
+            export_row<Format>(samples<Format>(state) + std::uint64_t{y} * state.width * channels<Format>, row,
+                               state.width, components);
+        };
+        return save_float_file(image, path, format, {write, &image});
     }
     if (!save_by_devil<Format>(image, path, format, compression)) return 0;
     if (ends_with(path, L"tga") && format == tga_alpha_code) mark_tga_alpha(path);

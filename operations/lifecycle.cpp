@@ -34,7 +34,7 @@ unsigned int create_copy(image_state& image, const image_state& source, std::uin
 unsigned int create_from_memory(image_state& image, std::uint32_t width, std::uint32_t height, std::uint32_t origin,
                                 void* data, bool copy, std::uint64_t bytes_per_pixel) noexcept {
     // The caller's memory may lie in the image's own array, so that is released last then.
-    void* const before = data ? image.pixels : nullptr;
+    void* const before = data && !image.borrowed ? image.pixels : nullptr;
     if (data) image.pixels = nullptr;
     free_image(image);
     bool created = true;

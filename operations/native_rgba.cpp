@@ -18,13 +18,13 @@ namespace {
 
 // Reads what stands behind the type code.
 template <class Format>
-unsigned int load_rest(image_state& image, std::FILE* file, bool compressed) noexcept {
+unsigned int load_rest(image_state& image, native_source& source, bool compressed) noexcept {
     std::uint32_t words[4];
-    if (!read_native_words(image, file, words, 4, compressed)) return 0;
+    if (!read_native_words(image, source, words, 4, compressed)) return 0;
     image.origin = words[0];
     image.width = words[1];
     image.height = words[2];
-    return load_native_pixels(image, file, pixel_bytes<Format>, compressed);
+    return load_native_pixels(image, source, pixel_bytes<Format>, compressed);
 }
 
 template <class Format>
@@ -37,20 +37,20 @@ bool is_type_of(std::uint32_t type) noexcept {
 template <class Format>
 unsigned int load_rgba_binary(image_state& image, const wchar_t* path) noexcept {
     std::uint32_t type = 0;
-    const owned_file file = open_native(image, path, type);
-    if (!file) return 0;
-    if (is_type_of<Format>(type)) return load_rest<Format>(image, file.get(), type >= native_compressed);
+    native_source source = open_native(image, path, type);
+    if (!source) return 0;
+    if (is_type_of<Format>(type)) return load_rest<Format>(image, source, type >= native_compressed);
     push_error(image.errors, {L"Unexpected image type: Failed to load ", image.names->image_class, L" from binary."});
     return 0;
 }
 
 unsigned int load_rgba_binary(image_state& as_8, image_state& as_16, const wchar_t* path) noexcept {
     std::uint32_t type = 0;
-    const owned_file file = open_native(as_8, path, type);
-    if (!file) return 0;
+    native_source source = open_native(as_8, path, type);
+    if (!source) return 0;
     const bool compressed = type >= native_compressed;
-    if (is_type_of<rgba_8>(type)) return load_rest<rgba_8>(as_8, file.get(), compressed);
-    if (is_type_of<rgba_16>(type)) return load_rest<rgba_16>(as_16, file.get(), compressed);
+    if (is_type_of<rgba_8>(type)) return load_rest<rgba_8>(as_8, source, compressed);
+    if (is_type_of<rgba_16>(type)) return load_rest<rgba_16>(as_16, source, compressed);
     return fail(as_8, L"Unknown file type.");
 }
 

@@ -13,18 +13,18 @@ unsigned int save_value_binary(image_state& image, const wchar_t* path, bool com
 
 unsigned int load_value_binary(image_state& image, const wchar_t* path) noexcept {
     std::uint32_t type = 0;
-    const owned_file file = open_native(image, path, type);
-    if (!file) return 0;
+    native_source source = open_native(image, path, type);
+    if (!source) return 0;
     const bool compressed = type >= native_compressed;
     const std::uint32_t image_type = compressed ? type - native_compressed : type;
     if (image_type >= image_type_count) return fail(image, L"Unknown file type.");
     image.names = names_at(image, image_type);
     std::uint32_t words[3];
-    if (!read_native_words(image, file.get(), words, 3, compressed)) return 0;
+    if (!read_native_words(image, source, words, 3, compressed)) return 0;
     image.origin = words[0];
     image.width = words[1];
     image.height = words[2];
-    return load_native_pixels(image, file.get(), value_pixel_bytes(image), compressed);
+    return load_native_pixels(image, source, value_pixel_bytes(image), compressed);
 }
 
 } // namespace zarn

@@ -1,5 +1,6 @@
 #include "operations/tone.h"
 
+#include <cfloat>
 #include <cstring>
 
 #include "core/owned_array.h"
@@ -62,7 +63,7 @@ void negative(image_state& image, bool invert_colour, bool invert_alpha) noexcep
 }
 
 template <class Format>
-void normalize(image_state& image) noexcept {
+void normalize(image_state& image, float low, float high) noexcept {
     if (!has_pixels(image)) return;
     // A row at a time: the colours of the whole image are never needed together.
     const auto row_colours = allocate_array<hsl_colour>(image.width);
@@ -71,12 +72,23 @@ void normalize(image_state& image) noexcept {
         return;
     }
     lightness_span span;
+    if constexpr (is_real<Format>) span = {FLT_MAX, -FLT_MAX, low, high};
     widen_lightness_span<Format>(samples<Format>(image), pixel_count(image), span);
     if (!(span.least < span.greatest)) return;
     for (std::uint32_t row = 0; row < image.height; ++row) {
         auto* pixels = samples<Format>(image) + std::uint64_t{row} * image.width * channels<Format>;
         stretch_lightness<Format>(pixels, image.width, span, row_colours.get());
     }
+}
+
+template <class Format>
+void raise_to_power(image_state& image, float exponent) noexcept {
+    adjust(image, power_job{image.pixels, image.width, exponent}, power_rows<Format>);
+}
+
+template <class Format>
+void clear_alpha(image_state& image, typename Format::sample alpha) noexcept {
+    adjust(image, clear_alpha_job{image.pixels, image.width, &alpha}, clear_alpha_rows<Format>);
 }
 
 #define ZARN_INSTANTIATE(format)                                                                                       \
@@ -86,9 +98,18 @@ void normalize(image_state& image) noexcept {
 ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
 #undef ZARN_INSTANTIATE
 
-#define ZARN_INSTANTIATE(format)                                                                                       \
-    template void grayscale<format>(image_state&, float, float, float) noexcept;                                       \
-    template void normalize<format>(image_state&) noexcept;
+#define ZARN_INSTANTIATE(format) template void grayscale<format>(image_state&, float, float, float) noexcept;
 ZARN_FOR_EACH_RGBA_FORMAT(ZARN_INSTANTIATE)
+#undef ZARN_INSTANTIATE
+
+#define ZARN_INSTANTIATE(format) template void normalize<format>(image_state&, float, float) noexcept;
+ZARN_FOR_EACH_RGBA_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_REAL_FORMAT(ZARN_INSTANTIATE)
+#undef ZARN_INSTANTIATE
+
+#define ZARN_INSTANTIATE(format)                                                                                       \
+    template void raise_to_power<format>(image_state&, float) noexcept;                                                \
+    template void clear_alpha<format>(image_state&, format::sample) noexcept;
+ZARN_FOR_EACH_REAL_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

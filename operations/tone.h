@@ -20,8 +20,17 @@ void grayscale(image_state& image, float red_weight, float green_weight, float b
 template <class Format>
 void negative(image_state& image, bool invert_colour, bool invert_alpha) noexcept;
 
-// Stretches the lightness of the visible pixels over the whole range, on the calling thread.
+// Stretches the lightness of the visible pixels over the whole range, on the calling thread. Reals are stretched onto
+// low..high.
 template <class Format>
-void normalize(image_state& image) noexcept;
+void normalize(image_state& image, float low = 0.0f, float high = 1.0f) noexcept;
+
+// Raises every sample, alpha too, to a power. Reals only.
+template <class Format>
+void raise_to_power(image_state& image, float exponent) noexcept;
+
+// Reals only.
+template <class Format>
+void clear_alpha(image_state& image, typename Format::sample alpha) noexcept;
 
 } // namespace zarn

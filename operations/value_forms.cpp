@@ -6,13 +6,13 @@ namespace {
 
 constexpr image_names channel(const wchar_t* array, const wchar_t* member, const wchar_t* scratch) {
     constexpr const wchar_t* name = L"zarn_image_channel";
-    return {name, L"c", array, member, L"zarn_image_channel::", scratch, scratch, array, name};
+    return {name, L"c", array, member, L"zarn_image_channel::", scratch, scratch, array, name, name, array};
 }
 
 constexpr image_names grayscale(const wchar_t* array, const wchar_t* member, const wchar_t* scratch,
                                 const wchar_t* saved_alpha) {
     constexpr const wchar_t* name = L"zarn_image_grayscale";
-    return {name, L"g", array, member, L"zarn_image_grayscale::", scratch, scratch, saved_alpha, name};
+    return {name, L"g", array, member, L"zarn_image_grayscale::", scratch, scratch, saved_alpha, name, name, array};
 }
 
 } // namespace

@@ -204,7 +204,7 @@ auto forward(Image* image, Call call) -> decltype(call(*image)) {
 // ---- Files ---------------------------------------------------------------------------------------------------------
 
 constexpr zarn::image_names loading_names(const wchar_t* image_class, const wchar_t* suffix, const wchar_t* array) {
-    return {image_class, suffix, L"", array, L"", L"", L"", L"", L""};
+    return {image_class, suffix, L"", array, L"", L"", L"", L"", L"", L"", L""};
 }
 
 // Ordinary files name the array of their depth. Native ones name the 8-bit array in both: hosts read it as it stands.

@@ -36,6 +36,8 @@ struct pixel_traits<zarn_pixel_8_s> {
         L"zarn_image_16 temp pixel data.",
         L"zarn_uchar_8 array.",
         L"v",
+        L"zarn_image_8",
+        L"zarn_pixel_8_s array.",
     };
 };
 
@@ -52,6 +54,8 @@ struct pixel_traits<zarn_pixel_16_s> {
         L"zarn_image_16 temp pixel data.",
         L"zarn_uint_16 array.",
         L"zarn_image_16",
+        L"zarn_image_16",
+        L"zarn_pixel_16_s array.",
     };
 };
 

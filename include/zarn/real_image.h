@@ -20,6 +20,14 @@
 #include <zarn/export.h>
 #include <zarn/pixels.h>
 
+namespace zarn {
+enum class tone_curve : std::uint8_t;
+struct blit_placement;
+struct grey_mix_job;
+struct real_flags;
+struct row_range;
+} // namespace zarn
+
 class zarn_image_8;
 class zarn_image_16;
 class zarn_image_8_16;
@@ -199,11 +207,29 @@ protected:
     // Empties the image and gives it width x height pixels, not cleared, and flags; false with the message.
     bool ___allocate(unsigned int width, unsigned int height, unsigned int is_grayscale, unsigned int is_rasterized,
                      unsigned int is_sRGB);
+    // A copy of an image of either sample type, flags included.
+    template <class Other>
+    unsigned int ___create_copy(const zarn_real_image<Other>& source);
+    template <class Integer>
+    unsigned int ___create_scaled(const Integer* samples, unsigned int width, unsigned int height, unsigned int origin,
+                                  unsigned int is_grayscale, float factor);
     void ___clear_flags();
+    void ___take_flags(const zarn::real_flags& flags);
+    unsigned int ___load_binary(const unsigned char* data, unsigned int size);
+    unsigned int ___mix_to_grey(const zarn::grey_mix_job& job,
+                                void (*kernel)(const zarn::grey_mix_job&, zarn::row_range));
+    void ___adjust(zarn::tone_curve curve, float amount);
+    unsigned int ___resample(unsigned int width, unsigned int height, unsigned int mode);
+    template <class Callback>
+    unsigned int ___blit(const zarn_real_image& source, const zarn::blit_placement& placement, Sample opacity,
+                         unsigned int mode, unsigned int flags, Callback callback, void* user_data);
 
     zarn::image_state ___state;
     unsigned int ___is_grayscale = 0;
     unsigned int ___is_rasterized = 0;
     unsigned int ___is_sRGB = 0;
     int ___is_u8_max_256 = 0;
+
+    template <class>
+    friend class zarn_real_image;
 };

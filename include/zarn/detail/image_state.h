@@ -15,6 +15,7 @@ struct image_state {
     unsigned int width = 0;   // pixels per row
     unsigned int height = 0;  // rows
     const image_names* names; // how the class and its records are called in messages
+    bool borrowed = false;    // the pixels are the caller's: used, never released
     zarn_thread_pool* workers = nullptr; // owned; null when it could not be allocated
     zarn_list<wchar_t*> errors;          // owned strings, oldest first
 
