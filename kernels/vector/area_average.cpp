@@ -242,9 +242,9 @@ private:
         word visible = 0;
         for (std::uint32_t i = start_of[x]; i < end_of[x]; ++i) visible += sums.visible[i];
         const std::uint32_t columns = end_of[x] - start_of[x];
-        // Without visible pixels the sums of colour are 0 too.
+        // Without visible pixels the sums of colour are 0 too, without any all sums.
         values::write_mean(sums.samples + start_of[x] * n, columns, std::max(static_cast<std::uint32_t>(visible), 1u),
-                           columns * height, out + x * n);
+                           std::max(columns * height, 1u), out + x * n);
     }
 
     HWY_INLINE void write_small(std::uint32_t height) {
