@@ -20,6 +20,8 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
+// Other sources have kernels of the same names.
+namespace {
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
@@ -288,6 +290,8 @@ bool area_average(const geometry_job& job, row_range rows) {
 }
 
 #endif
+
+} // namespace
 
 // Dispatch takes functions, not templates.
 bool area_average_rgba_8(const geometry_job& job, row_range rows) { return area_average<rgba_8>(job, rows); }

@@ -24,6 +24,8 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
+// Other sources have kernels of the same names.
+namespace {
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
@@ -583,6 +585,8 @@ bool bspline([[maybe_unused]] const geometry_job& job, [[maybe_unused]] row_rang
 }
 
 #endif
+
+} // namespace
 
 // Dispatch takes functions, not templates.
 bool bspline_rgba_8(const geometry_job& job, row_range rows) { return bspline<rgba_8>(job, rows); }

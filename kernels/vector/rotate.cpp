@@ -13,6 +13,8 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
+// Other sources have kernels of the same names.
+namespace {
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128 || HWY_IS_BIG_ENDIAN
 
@@ -387,6 +389,8 @@ bool rotate(const rotate_job& job, row_range rows) {
 }
 
 #endif
+
+} // namespace
 
 // Dispatch takes functions, not templates.
 bool rotate_rgba_8(const rotate_job& job, row_range rows) { return rotate<rgba_8>(job, rows); }

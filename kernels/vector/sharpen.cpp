@@ -17,6 +17,8 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
+// Other sources have kernels of the same names.
+namespace {
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
@@ -151,6 +153,8 @@ bool sharpen(const sharpen_job& job, row_range rows) {
 }
 
 #endif
+
+} // namespace
 
 // Dispatch takes functions, not templates.
 bool sharpen_rgba_8(const sharpen_job& job, row_range rows) { return sharpen<rgba_8>(job, rows); }
