@@ -146,6 +146,11 @@ private:
         // By the bits of the visible rows: their number, in place of alpha, and the weight of the others.
         HWY_ALIGN real number_of[1 << bspline_tap_count][n];
         HWY_ALIGN real weight_of[1 << bspline_tap_count][n];
+        // Groups of destination columns with pixels whose taps mix.
+        struct {
+            std::uint32_t start, end;
+        } runs[block / group_pixels + 1];
+        std::uint32_t run_count;
     };
 
     const geometry_job& job;
@@ -377,43 +382,55 @@ private:
         }
     }
 
-    // Writes rounded estimates, and lists the doubtful samples; `at` is the first sample's place in the row.
-    HWY_INLINE static void write_samples(V sum, std::uint32_t at, hn::Vec<DI> lane_numbers, std::uint32_t limit,
-                                         sample* out, item* list, std::uint32_t& listed) {
-        const V moved = hn::Add(sum, hn::Set(D(), magic));
-        const V from_whole = hn::Abs(hn::Sub(sum, hn::Sub(moved, hn::Set(D(), magic))));
-        auto is_doubtful = hn::Gt(from_whole, hn::Set(D(), static_cast<real>(0.5 - estimate<Format>::uncertainty)));
-        const DI di;
-        const hn::Rebind<sample, D> ds;
-        const auto samples = hn::TruncateTo(ds, hn::BitCast(hn::RebindToUnsigned<D>(), moved));
-        if (HWY_LIKELY(limit - at >= group_samples)) {
-            hn::StoreU(samples, ds, out + at);
-        } else {
-            sample last[group_samples];
-            hn::StoreU(samples, ds, last);
-            std::memcpy(out + at, last, (limit - at) * sizeof(sample));
-            is_doubtful = hn::And(is_doubtful, hn::FirstN(D(), limit - at));
+    // Where rounded estimates go, and the places of the doubtful ones.
+    struct row_writer {
+        sample* out;
+        item* list;
+        std::uint32_t listed;
+
+        // `at` is the first sample's place in the row; only `count` samples are there.
+        HWY_INLINE void write(V sum, std::uint32_t at, hn::Vec<DI> places, std::uint32_t count = group_samples) {
+            const V moved = hn::Add(sum, hn::Set(D(), magic));
+            const V from_whole = hn::Abs(hn::Sub(sum, hn::Sub(moved, hn::Set(D(), magic))));
+            auto is_doubtful = hn::Gt(from_whole, hn::Set(D(), static_cast<real>(0.5 - estimate<Format>::uncertainty)));
+            const hn::Rebind<sample, D> ds;
+            const auto samples = hn::TruncateTo(ds, hn::BitCast(hn::RebindToUnsigned<D>(), moved));
+            if (HWY_LIKELY(count >= group_samples)) {
+                hn::StoreU(samples, ds, out + at);
+            } else {
+                sample last[group_samples];
+                hn::StoreU(samples, ds, last);
+                std::memcpy(out + at, last, count * sizeof(sample));
+                is_doubtful = hn::And(is_doubtful, hn::FirstN(D(), count));
+            }
+            hn::StoreU(hn::Compress(places, to_integer_mask(is_doubtful)), DI(), list + listed);
+            listed += static_cast<std::uint32_t>(hn::CountTrue(D(), is_doubtful));
         }
-        const auto where = hn::Add(lane_numbers, hn::Set(di, static_cast<item>(at)));
-        hn::StoreU(hn::Compress(where, to_integer_mask(is_doubtful)), di, list + listed);
-        listed += static_cast<std::uint32_t>(hn::CountTrue(D(), is_doubtful));
+    };
+
+    // Groups [group, end) all of whose pixels have visible taps only, or invisible ones only; `count` pixels are in the
+    // row. Apart and by value, so that all of it stays in registers.
+    HWY_NOINLINE static std::uint32_t write_plain_groups(const row_mixer& rows, std::uint32_t group, std::uint32_t end,
+                                                         std::uint32_t count, row_writer writer) {
+        const row_mixer mixer = rows;
+        const auto step = hn::Set(DI(), static_cast<item>(group_samples));
+        auto places = hn::Add(hn::Iota(DI(), 0), hn::Set(DI(), static_cast<item>(group * n)));
+        const std::uint32_t whole = std::min(end, count / group_pixels * group_pixels);
+        for (; group < whole; group += group_pixels) {
+            writer.write(mixer(group), group * n, places);
+            places = hn::Add(places, step);
+        }
+        if (group < end) writer.write(mixer(group), group * n, places, (count - group) * n);
+        return writer.listed;
     }
 
-    // Groups all of whose pixels have visible taps only, or invisible ones only.
-    HWY_INLINE void write_plain_groups(const row_mixer& mixer, std::uint32_t group, std::uint32_t end) {
-        const auto lane_numbers = hn::Iota(DI(), 0);
-        sample* const to = out;
-        const std::uint32_t limit = columns.count * n;
-        std::uint32_t listed = doubtful_count;
-        for (; group < end; group += group_pixels) {
-            write_samples(mixer(group), group * n, lane_numbers, limit, to, doubtful, listed);
-        }
-        doubtful_count = listed;
+    HWY_INLINE void write_plain(const row_mixer& mixer, std::uint32_t group, std::uint32_t end) {
+        if (group >= end) return;
+        doubtful_count = write_plain_groups(mixer, group, end, columns.count, {out, doubtful, doubtful_count});
     }
 
-    // Groups with pixels whose taps mix.
-    template <bool AreClose>
-    HWY_NOINLINE void write_mixed_groups(const row_mixer& mixer, std::uint32_t group, std::uint32_t end) {
+    // What the estimate of groups with pixels whose taps mix takes from the columns of the source.
+    HWY_NOINLINE void mix_columns(std::uint32_t group, std::uint32_t end) {
         const hn::CappedTag<real, n> d4;
         const auto is_colour = hn::FirstN(d4, n - 1);
         const auto first = static_cast<std::uint32_t>(columns.first[group]);
@@ -429,10 +446,15 @@ private:
             hn::Store(plain, d4, state.plain + i * n);
             hn::Store(hn::Load(d4, state.weight_of[visible]), d4, state.invisible_weight + i * n);
         }
+    }
+
+    // Groups with pixels whose taps mix.
+    template <bool AreClose>
+    HWY_NOINLINE void write_mixed_groups(const row_mixer& mixer, std::uint32_t group, std::uint32_t end) {
         HWY_ALIGN lane of_alpha[group_samples];
         for (std::uint32_t i = 0; i < group_samples; ++i) of_alpha[i] = static_cast<lane>(i | (n - 1));
         const auto lane_numbers = hn::Iota(DI(), 0);
-        std::uint32_t listed = doubtful_count;
+        row_writer writer{out, doubtful, 0};
         for (; group < end; group += group_pixels) {
             V plain = load_taps<AreClose>(state.plain, group, 0);
             for (unsigned k = 1; k < bspline_tap_count; ++k) {
@@ -442,10 +464,10 @@ private:
             const V count = hn::TableLookupLanes(plain, hn::SetTableIndices(D(), of_alpha));
             const V mean = hn::Trunc(hn::Div(plain, hn::Max(count, hn::Set(D(), real(1)))));
             const V fill = weigh_taps<AreClose>(state.invisible_weight, group);
-            write_samples(hn::MulAdd(mean, fill, mixer(group)), group * n, lane_numbers, columns.count * n, out,
-                          doubtful, listed);
+            const auto places = hn::Add(lane_numbers, hn::Set(DI(), static_cast<item>(group * n)));
+            writer.write(hn::MulAdd(mean, fill, mixer(group)), group * n, places, (columns.count - group) * n);
         }
-        while (listed > doubtful_count) write_exact(static_cast<std::uint32_t>(doubtful[--listed]) / n);
+        for (std::uint32_t i = 0; i < writer.listed; ++i) write_exact(static_cast<std::uint32_t>(doubtful[i]) / n);
     }
 
     HWY_INLINE void weigh_invisible_rows() {
@@ -485,6 +507,7 @@ private:
     HWY_INLINE void run_row() {
         const row_mixer mixer = rows_of_line();
         doubtful_count = 0;
+        state.run_count = 0;
         std::uint32_t group = 0;
         bool has_invisible = false;
         for (const unsigned slot : slots) has_invisible |= source.has_invisible[slot];
@@ -509,13 +532,18 @@ private:
                 const std::uint32_t mixed = from / group_pixels * group_pixels;
                 const std::uint32_t mixed_end = (columns.start[i] + group_pixels - 1) / group_pixels * group_pixels;
                 if (mixed_end <= mixed) continue;
-                write_plain_groups(mixer, group, mixed);
-                write_mixed_groups<AreClose>(mixer, mixed, mixed_end);
+                mix_columns(mixed, mixed_end);
+                write_plain(mixer, group, mixed);
+                state.runs[state.run_count++] = {mixed, mixed_end};
                 group = mixed_end;
             }
         }
-        write_plain_groups(mixer, group, columns.count);
+        write_plain(mixer, group, columns.count);
         write_doubtful();
+        // Late, when the columns' values have long been stored.
+        for (std::uint32_t i = 0; i < state.run_count; ++i) {
+            write_mixed_groups<AreClose>(mixer, state.runs[i].start, state.runs[i].end);
+        }
         for (std::uint32_t i = 0; i < columns.odd_count; ++i) write_exact(columns.odd[i]);
     }
 
