@@ -12,6 +12,7 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/bspline.cpp"
+#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
@@ -54,6 +55,7 @@ struct estimate<rgba_16> {
 };
 
 constexpr std::uint32_t n = 4;
+constexpr std::uint32_t prefetch_distance = 512; // bytes
 
 template <class Format>
 class kernel {
@@ -418,6 +420,8 @@ private:
         const std::uint32_t whole = std::min(end, count / group_pixels * group_pixels);
         for (; group < whole; group += group_pixels) {
             writer.write(mixer(group), group * n, places);
+            // Stores would wait for their lines.
+            hwy::Prefetch(writer.out + group * n + prefetch_distance / sizeof(sample));
             places = hn::Add(places, step);
         }
         if (group < end) writer.write(mixer(group), group * n, places, (count - group) * n);

@@ -8,6 +8,7 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/rotate.cpp"
+#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
@@ -33,6 +34,7 @@ using DI = hn::Rebind<std::int32_t, D>;
 using V = hn::Vec<D>;
 
 constexpr std::uint32_t lanes = HWY_LANES(double);
+constexpr std::uint32_t prefetch_distance = 512; // bytes
 
 // Where pixels lie between the four that they are mixed from.
 struct fraction {
@@ -367,6 +369,7 @@ private:
             for (std::uint32_t i = 0; i < count; i += mixing::pixels) {
                 const corners<typename mixing::D_> c(data.upper + 2 * i, data.lower + 2 * i);
                 const auto mixed = mixing::template mix<AreWithin>(data.at + i / lanes, c);
+                hwy::Prefetch(out + start + i + prefetch_distance / sizeof(word)); // stores would wait for their lines
                 if (HWY_LIKELY(count - i >= mixing::pixels)) {
                     hn::StoreU(mixed, d, out + start + i);
                 } else {
