@@ -79,6 +79,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/byte_table.cpp
     kernels/vector/depth.cpp
     kernels/vector/gaussian_blur.cpp
+    kernels/vector/gaussian_doubles.cpp
     kernels/vector/normalize.cpp
     kernels/vector/rotate.cpp
     kernels/vector/sharpen.cpp

@@ -47,7 +47,7 @@ struct gaussian_weights {
     static constexpr std::uint32_t pairs = largest_gaussian_radius / 2 + 1;
 
     std::uint32_t radius;
-    float weight[largest_gaussian_radius + 1]; // by distance
+    double weight[largest_gaussian_radius + 1]; // by distance; each is a 32-bit float
     std::uint32_t high[pairs];
     std::uint32_t low[pairs];
     double cumulative[largest_gaussian_radius + 1]; // 2^26 times the sum of the weights up to a distance

@@ -17,9 +17,17 @@ bool gaussian_vertical(const gaussian_pass&, row_range) {
     return false;
 }
 
-template <>
-bool gaussian_horizontal<rgba_8>(const gaussian_pass& pass, row_range rows);
-template <>
-bool gaussian_vertical<rgba_8>(const gaussian_pass& pass, row_range rows);
+// Integer sums for 8-bit RGBA, sums of doubles for the others.
+#define ZARN_FOR_EACH_DOUBLE_GAUSSIAN_FORMAT(apply)                                                                    \
+    apply(rgba_16) apply(value_8) apply(value_16) apply(grey_8) apply(grey_16)
+
+#define ZARN_DECLARE(format)                                                                                           \
+    template <>                                                                                                        \
+    bool gaussian_horizontal<format>(const gaussian_pass& pass, row_range rows);                                       \
+    template <>                                                                                                        \
+    bool gaussian_vertical<format>(const gaussian_pass& pass, row_range rows);
+ZARN_DECLARE(rgba_8)
+ZARN_FOR_EACH_DOUBLE_GAUSSIAN_FORMAT(ZARN_DECLARE)
+#undef ZARN_DECLARE
 
 } // namespace zarn::vector
