@@ -75,7 +75,6 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/area_average.cpp
     kernels/vector/blit.cpp
     kernels/vector/box_blur.cpp
-    kernels/vector/box_short.cpp
     kernels/vector/bspline.cpp
     kernels/vector/byte_table.cpp
     kernels/vector/depth.cpp

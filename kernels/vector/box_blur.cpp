@@ -4,329 +4,297 @@
 #include <cstdint>
 #include <cstring>
 
-#include "kernels/vector/rgba_word.h"
+#include "kernels/vector/pixel_words.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/box_blur.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-// The division of a sum S by the number c of its samples, in 32-bit floats: S < 2^24 is exact, S * (1 / c) with both
-// roundings is off by less than 2^-15 (quotients are below 256), and adding 2^-14 rounds by at most 2^-17. The exact
-// quotient lies on a whole number or at least 1 / c below the next; with c < 2^13 that is more than 2^-14 + 2^-15 +
-// 2^-17, so truncation gives its whole part.
+// The division of a sum S by the number c of its samples: S < 2^16 * 2^15 fits 31 bits. S * (1 / c) in 32-bit floats is
+// off by less than 2^16 * 3.1 * 2^-24 < 0.013, and adding 0.02 rounds by at most 2^-8: truncation gives the whole part
+// of S / c or 1 more. The sign of the remainder tells which.
 
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
 
-#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
-
-bool box_pass_horizontal(const box_pass_job&, row_range) { return false; }
-bool box_pass_vertical(const box_pass_job&) { return false; }
-
-#else
+namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-constexpr std::uint32_t longest_span = (1u << 13) - 1;
-constexpr std::uint32_t quad = 4; // neighbouring lines that run together: their samples fill up to one vector
+#if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
-using DP = hn::CappedTag<std::uint32_t, quad>;    // four pixels
-using DB = hn::Repartition<std::uint8_t, DP>;     // their sixteen samples
-using DI = hn::CappedTag<std::int32_t, 4 * quad>; // the samples in 32 bits: one, two or four vectors
-using DF = hn::Rebind<float, DI>;
-using VP = hn::Vec<DP>;
-using VI = hn::Vec<DI>;
-using VF = hn::Vec<DF>;
-constexpr std::uint32_t part_lanes = HWY_MIN(HWY_LANES(std::int32_t), 4 * quad);
-constexpr std::uint32_t parts = 4 * quad / part_lanes;
-
-// The samples of four pixels widened to 32 bits.
-template <std::uint32_t Parts, class Bytes>
-HWY_INLINE void widen_bytes(Bytes bytes, VI* out) {
-    if constexpr (Parts == 1) {
-        out[0] = hn::PromoteTo(DI(), bytes);
-    } else if constexpr (Parts == 2) {
-        out[0] = hn::PromoteTo(DI(), hn::LowerHalf(bytes));
-        out[1] = hn::PromoteTo(DI(), hn::UpperHalf(hn::Half<DB>(), bytes));
-    } else {
-        const hn::Repartition<std::uint16_t, DP> d16;
-        const auto none = hn::Zero(DB());
-        const auto low = hn::BitCast(d16, hn::InterleaveLower(DB(), bytes, none));
-        const auto high = hn::BitCast(d16, hn::InterleaveUpper(DB(), bytes, none));
-        const auto none16 = hn::Zero(d16);
-        out[0] = hn::BitCast(DI(), hn::InterleaveLower(d16, low, none16));
-        out[1] = hn::BitCast(DI(), hn::InterleaveUpper(d16, low, none16));
-        out[2] = hn::BitCast(DI(), hn::InterleaveLower(d16, high, none16));
-        out[3] = hn::BitCast(DI(), hn::InterleaveUpper(d16, high, none16));
-    }
+template <class Format>
+bool run_rows(const box_pass_job&, row_range) {
+    return false;
+}
+template <class Format>
+bool run_columns(const box_pass_job&) {
+    return false;
 }
 
-HWY_INLINE void widen(VP pixels, VI* out) { widen_bytes<parts>(hn::BitCast(DB(), pixels), out); }
+#else
 
-template <std::uint32_t Parts, class Samples>
-HWY_INLINE VP narrow_samples(const Samples* samples) {
-    const hn::Rebind<std::uint8_t, DI> db;
-    if constexpr (Parts == 1) {
-        return hn::BitCast(DP(), hn::DemoteTo(db, samples[0]));
-    } else {
-        HWY_ALIGN std::uint8_t bytes[16];
-        for (std::uint32_t i = 0; i < parts; ++i) hn::StoreU(hn::DemoteTo(db, samples[i]), db, bytes + i * part_lanes);
-        return hn::BitCast(DP(), hn::Load(DB(), bytes));
+constexpr std::uint32_t longest_span = 32767;
+
+const hn::ScalableTag<std::int32_t> d32;
+const hn::ScalableTag<float> df;
+using V32 = hn::Vec<hn::ScalableTag<std::int32_t>>;
+using VF = hn::Vec<hn::ScalableTag<float>>;
+constexpr std::uint32_t lanes = HWY_LANES(std::int32_t);
+
+// Pixels whose samples fill a vector in 32 bits: as many lines run together.
+template <class Format>
+struct pixels_of {
+    using word = pixel_word<Format>;
+    using DS = hn::Rebind<typename Format::sample, hn::ScalableTag<std::int32_t>>;
+    using D = hn::Repartition<word, DS>;
+    using V = hn::Vec<D>;
+    static constexpr std::uint32_t count = lanes / channels<Format>;
+
+    static HWY_INLINE V load(const word* from) { return hn::LoadU(D(), from); }
+    static HWY_INLINE V all_of(word pixel) { return hn::Set(D(), pixel); }
+    static HWY_INLINE V32 widen(V pixels) { return hn::PromoteTo(d32, hn::BitCast(DS(), pixels)); }
+    static HWY_INLINE V narrow(V32 samples) { return hn::BitCast(D(), hn::DemoteTo(DS(), samples)); }
+    static HWY_INLINE hn::Mask<D> visible(V pixels) {
+        if constexpr (!Format::has_alpha) return hn::Eq(pixels, pixels);
+        return hn::Ne(hn::And(pixels, all_of(make_word<Format>(0, Format::full))), hn::Zero(D()));
     }
-}
+};
 
-HWY_INLINE VP narrow(const VI* samples) { return narrow_samples<parts>(samples); }
-
-// Running sums of four lines, kept in memory. The count of a colour is that of visible pixels, the count of alpha that
-// of all.
+// Running sums of neighbouring lines, kept in memory. The count of a colour is that of visible pixels, the count of
+// alpha that of all.
 struct span {
-    HWY_ALIGN std::int32_t sums[4 * quad];
-    HWY_ALIGN std::int32_t counts[4 * quad];
-    HWY_ALIGN float inverses[4 * quad];
+    HWY_ALIGN std::int32_t sums[lanes];
+    HWY_ALIGN std::int32_t counts[lanes];
+    HWY_ALIGN float inverses[lanes];
 };
 
-struct constants {
-    VP alpha_bytes = hn::Set(DP(), rgba_word(0, 255));
-    VP colour_ones = hn::Set(DP(), rgba_word(1, 0));
-    VP alpha_ones = hn::Set(DP(), rgba_word(0, 1));
-    VP kept; // bytes that stay as they are in the source
-
-    explicit constants(const box_pass_job& job)
-        : kept(hn::Set(DP(), rgba_word(job.blur_colour ? 0 : 255, job.blur_alpha ? 0 : 255))) {}
-};
-
-// The same in registers, with the inverses of the counts.
+// The same in registers.
+template <class Format>
 struct running {
-    VI sums[parts];
-    VI counts[parts];
-    VF inverses[parts];
+    using pixels = pixels_of<Format>;
+    using V = typename pixels::V;
+
+    V32 sums;
+    V32 counts;
+    VF inverses;
 
     HWY_INLINE void load(const span& from) {
-        for (std::uint32_t i = 0; i < parts; ++i) {
-            sums[i] = hn::Load(DI(), from.sums + i * part_lanes);
-            counts[i] = hn::Load(DI(), from.counts + i * part_lanes);
-            inverses[i] = hn::Load(DF(), from.inverses + i * part_lanes);
-        }
-    }
-    HWY_INLINE void store_sums(span& to) const {
-        for (std::uint32_t i = 0; i < parts; ++i) hn::Store(sums[i], DI(), to.sums + i * part_lanes);
-    }
-    HWY_INLINE void store(span& to) const {
-        store_sums(to);
-        for (std::uint32_t i = 0; i < parts; ++i) {
-            hn::Store(counts[i], DI(), to.counts + i * part_lanes);
-            hn::Store(inverses[i], DF(), to.inverses + i * part_lanes);
-        }
+        sums = hn::Load(d32, from.sums);
+        counts = hn::Load(d32, from.counts);
+        inverses = hn::Load(df, from.inverses);
     }
     HWY_INLINE void clear() {
-        for (std::uint32_t i = 0; i < parts; ++i) {
-            sums[i] = counts[i] = hn::Zero(DI());
-            inverses[i] = hn::Zero(DF());
-        }
+        sums = counts = hn::Zero(d32);
+        inverses = hn::Zero(df);
     }
+    HWY_INLINE void store_sums(span& to) const { hn::Store(sums, d32, to.sums); }
+    HWY_INLINE void store(span& to) const {
+        store_sums(to);
+        hn::Store(counts, d32, to.counts);
+        hn::Store(inverses, df, to.inverses);
+    }
+
     HWY_INLINE void invert_counts() {
-        for (std::uint32_t i = 0; i < parts; ++i) {
-            // Without visible pixels the sum is 0 too.
-            const auto divisor = hn::ConvertTo(DF(), hn::Max(counts[i], hn::Set(DI(), 1)));
-            inverses[i] = hn::Div(hn::Set(DF(), 1.0f), divisor);
-        }
+        // Without visible pixels the sum is 0 too.
+        inverses = hn::Div(hn::Set(df, 1.0f), hn::ConvertTo(df, hn::Max(counts, hn::Set(d32, 1))));
     }
 
     // One pixel of each line. Leaves the inverses behind.
     template <bool Entering>
-    HWY_INLINE void change(VP pixels, const constants& k) {
-        const auto visible = hn::Ne(hn::And(pixels, k.alpha_bytes), hn::Zero(DP()));
-        VI samples[parts], ones[parts];
-        widen(hn::IfThenElseZero(visible, pixels), samples);
-        widen(hn::Or(hn::IfThenElseZero(visible, k.colour_ones), k.alpha_ones), ones);
-        for (std::uint32_t i = 0; i < parts; ++i) {
-            sums[i] = Entering ? hn::Add(sums[i], samples[i]) : hn::Sub(sums[i], samples[i]);
-            counts[i] = Entering ? hn::Add(counts[i], ones[i]) : hn::Sub(counts[i], ones[i]);
-        }
+    HWY_INLINE void change(V changed) {
+        const auto seen = pixels::visible(changed);
+        const V32 samples = pixels::widen(hn::IfThenElseZero(seen, changed));
+        const V32 ones = pixels::widen(
+            hn::IfThenElse(seen, pixels::all_of(make_word<Format>(1, 1)), pixels::all_of(make_word<Format>(0, 1))));
+        sums = Entering ? hn::Add(sums, samples) : hn::Sub(sums, samples);
+        counts = Entering ? hn::Add(counts, ones) : hn::Sub(counts, ones);
     }
 
     // One pixel of each line for another; whether counts changed.
-    HWY_INLINE bool exchange(VP leaving, VP entering, const constants& k) {
-        const auto left_seen = hn::Ne(hn::And(leaving, k.alpha_bytes), hn::Zero(DP()));
-        const auto entered_seen = hn::Ne(hn::And(entering, k.alpha_bytes), hn::Zero(DP()));
-        if (HWY_UNLIKELY(!hn::AllFalse(DP(), hn::Xor(left_seen, entered_seen)))) {
-            change<false>(leaving, k);
-            change<true>(entering, k);
-            invert_counts();
-            return true;
+    HWY_INLINE bool exchange(V leaving, V entering) {
+        if constexpr (!Format::has_alpha) {
+            sums = hn::Add(sums, hn::Sub(pixels::widen(entering), pixels::widen(leaving)));
+            return false;
+        } else {
+            const auto left_seen = pixels::visible(leaving), entered_seen = pixels::visible(entering);
+            if (HWY_UNLIKELY(!hn::AllFalse(typename pixels::D(), hn::Xor(left_seen, entered_seen)))) {
+                change<false>(leaving);
+                change<true>(entering);
+                invert_counts();
+                return true;
+            }
+            sums = hn::Add(sums, hn::Sub(pixels::widen(hn::IfThenElseZero(left_seen, entering)),
+                                         pixels::widen(hn::IfThenElseZero(left_seen, leaving))));
+            return false;
         }
-        VI less[parts], more[parts];
-        widen(hn::IfThenElseZero(left_seen, leaving), less);
-        widen(hn::IfThenElseZero(left_seen, entering), more);
-        for (std::uint32_t i = 0; i < parts; ++i) sums[i] = hn::Add(sums[i], hn::Sub(more[i], less[i]));
-        return false;
+    }
+
+    // The blurred pixels; `kept` are samples that stay as they are in the source. Where nothing is visible colour is 0,
+    // kept or not.
+    HWY_INLINE V blurred(V source, V kept, bool keeps_some) const {
+        const V32 t = hn::ConvertTo(d32, hn::MulAdd(hn::ConvertTo(df, sums), inverses, hn::Set(df, 0.02f)));
+        const V fresh = pixels::narrow(hn::Add(t, hn::ShiftRight<31>(hn::Sub(sums, hn::Mul(t, counts)))));
+        if (!keeps_some) return fresh;
+        const V seen = pixels::narrow(
+            hn::IfThenElseZero(hn::Gt(counts, hn::Zero(d32)), hn::Set(d32, static_cast<std::int32_t>(Format::full))));
+        return hn::Or(hn::AndNot(kept, fresh), hn::And(hn::And(source, kept), seen));
     }
 };
 
-// The blurred pixels; `pixels` are those of the source. Where nothing is visible colour is 0, kept or not.
-template <bool KeepsSome>
-HWY_INLINE VP blurred(const running& r, VP pixels, const constants& k) {
-    VI quotients[parts];
-    VI seen[parts];
-    const VF bias = hn::Set(DF(), 1.0f / (1 << 14));
-    for (std::uint32_t i = 0; i < parts; ++i) {
-        quotients[i] = hn::ConvertTo(DI(), hn::MulAdd(hn::ConvertTo(DF(), r.sums[i]), r.inverses[i], bias));
-        if (KeepsSome) seen[i] = hn::IfThenElseZero(hn::Gt(r.counts[i], hn::Zero(DI())), hn::Set(DI(), 255));
-    }
-    const VP fresh = narrow(quotients);
-    if (!KeepsSome) return fresh;
-    return hn::Or(hn::AndNot(k.kept, fresh), hn::And(hn::And(pixels, k.kept), narrow(seen)));
+template <class Format>
+bool keeps_some(const box_pass_job& job) {
+    return !job.blur_colour || (Format::has_alpha && !job.blur_alpha);
 }
 
-// Four pixels of four rows each, turned so that a vector holds one column.
-struct square {
-    VP columns[quad];
+template <class Format>
+HWY_INLINE typename pixels_of<Format>::V kept_samples(const box_pass_job& job) {
+    return pixels_of<Format>::all_of(
+        make_word<Format>(job.blur_colour ? 0 : Format::full, job.blur_alpha ? 0 : Format::full));
+}
 
-    HWY_INLINE void turn() {
-        using D64 = hn::Repartition<std::uint64_t, DP>;
-        const DP d;
-        const D64 d64;
-        const auto low01 = hn::BitCast(d64, hn::InterleaveLower(d, columns[0], columns[1]));
-        const auto high01 = hn::BitCast(d64, hn::InterleaveUpper(d, columns[0], columns[1]));
-        const auto low23 = hn::BitCast(d64, hn::InterleaveLower(d, columns[2], columns[3]));
-        const auto high23 = hn::BitCast(d64, hn::InterleaveUpper(d, columns[2], columns[3]));
-        columns[0] = hn::BitCast(d, hn::InterleaveLower(d64, low01, low23));
-        columns[1] = hn::BitCast(d, hn::InterleaveUpper(d64, low01, low23));
-        columns[2] = hn::BitCast(d, hn::InterleaveLower(d64, high01, high23));
-        columns[3] = hn::BitCast(d, hn::InterleaveUpper(d64, high01, high23));
-    }
-    HWY_INLINE void load(const std::uint32_t* from, std::uint64_t line) {
-        for (std::uint32_t i = 0; i < quad; ++i) columns[i] = hn::LoadU(DP(), from + i * line);
-        turn();
-    }
-    HWY_INLINE void store(std::uint32_t* const* to, std::uint64_t at) {
-        turn();
-        for (std::uint32_t i = 0; i < quad; ++i) hn::StoreU(columns[i], DP(), to[i] + at);
-    }
-};
-
-template <bool KeepsSome>
-HWY_INLINE void run_rows(const box_pass_job& job, std::uint64_t row, const constants& k) {
+// Neighbouring rows run together. Stretches of them are turned, so that a column of them stands in a row.
+template <class Format>
+bool run_rows(const box_pass_job& job, row_range rows) {
+    using pixels = pixels_of<Format>;
+    using word = typename pixels::word;
+    constexpr std::uint32_t count = pixels::count;
+    constexpr std::uint64_t stretch = 64;
     const box_line line = box_line::of_rows(job);
-    const std::uint64_t radius = line.radius;
-    const std::uint64_t stride = job.source.width, out_stride = job.destination.width;
-    const auto* source = static_cast<const std::uint32_t*>(job.source.pixels) + (row - job.source.top) * stride;
-    std::uint32_t* out[quad];
-    for (std::uint64_t i = 0; i < quad; ++i) {
-        const std::uint64_t place = job.ring.place(static_cast<std::uint32_t>(row + i)) - job.destination.top;
-        out[i] = static_cast<std::uint32_t*>(job.destination.pixels) + place * out_stride;
-    }
-    const auto column = [&](std::uint64_t x) {
-        HWY_ALIGN std::uint32_t pixels[quad];
-        for (std::uint64_t i = 0; i < quad; ++i) pixels[i] = source[i * stride + x];
-        return hn::Load(DP(), pixels);
-    };
-    running r;
-    r.clear();
-    for (std::uint64_t x = line.start_of_first_span(); x < line.end_of_first_span(); ++x) {
-        r.change<true>(column(line.in_source(x)), k);
-    }
-    const auto single_step = [&](std::uint64_t x) {
-        if (line.leaves(x)) r.change<false>(column(line.leaving(x)), k);
-        if (line.enters(x)) r.change<true>(column(line.entering(x)), k);
-        r.invert_counts();
-        HWY_ALIGN std::uint32_t pixels[quad];
-        hn::Store(blurred<KeepsSome>(r, column(line.in_source(x)), k), DP(), pixels);
-        for (std::uint64_t i = 0; i < quad; ++i) out[i][x - line.first] = pixels[i];
-    };
-    // Inside, all that leaves, enters or is kept stands in the source.
-    const std::uint64_t inside = std::min(line.end, std::max(line.first, line.source_first + radius) + 1);
-    std::uint64_t x = line.first;
-    for (; x < inside; ++x) single_step(x);
-    for (; x + quad <= line.end && x + radius + quad <= line.source_end; x += quad) {
-        square leaving, entering, pixels;
-        leaving.load(source + (x - radius - 1 - line.source_first), stride);
-        entering.load(source + (x + radius - line.source_first), stride);
-        if (KeepsSome) pixels.load(source + (x - line.source_first), stride);
-        for (std::uint32_t i = 0; i < quad; ++i) {
-            r.exchange(leaving.columns[i], entering.columns[i], k);
-            pixels.columns[i] = blurred<KeepsSome>(r, KeepsSome ? pixels.columns[i] : entering.columns[i], k);
+    if (line.span_length() > longest_span || rows.end - rows.start < count) return false;
+    const auto kept = kept_samples<Format>(job);
+    const bool keeps = keeps_some<Format>(job);
+    HWY_ALIGN word entering[stretch * count], leaving[stretch * count], here[stretch * count];
+    for (std::uint64_t start = rows.start; start < rows.end; start += count) {
+        // The last rows overlap those before: all is read from the other array, so twice gives the same.
+        const std::uint64_t row = std::min<std::uint64_t>(start, rows.end - count);
+        const word* source[count];
+        word* out[count];
+        for (std::uint32_t i = 0; i < count; ++i) {
+            source[i] = static_cast<const word*>(job.source.pixels) + (row + i - job.source.top) * job.source.width;
+            out[i] =
+                static_cast<word*>(job.destination.pixels) +
+                (job.ring.place(static_cast<std::uint32_t>(row + i)) - job.destination.top) * job.destination.width;
         }
-        pixels.store(out, x - line.first);
-    }
-    for (; x < line.end; ++x) single_step(x);
-}
-
-bool box_pass_horizontal(const box_pass_job& job, row_range rows) {
-    if (box_line::of_rows(job).span_length() > longest_span || rows.end - rows.start < quad) return false;
-    const constants k(job);
-    const bool keeps_some = !job.blur_colour || !job.blur_alpha;
-    for (std::uint64_t start = rows.start; start < rows.end; start += quad) {
-        // The last four rows overlap those before: all is read from the other array, so twice gives the same.
-        const std::uint64_t row = std::min<std::uint64_t>(start, rows.end - quad);
-        keeps_some ? run_rows<true>(job, row, k) : run_rows<false>(job, row, k);
+        // Positions [first, first + length) of the padded picture, which may lie beyond the source.
+        const auto turn = [&](std::uint64_t first, std::uint64_t length, word* to) {
+            if (first >= line.source_first && first + length <= line.source_end) {
+                for (std::uint64_t x = 0; x < length; ++x) {
+                    for (std::uint32_t i = 0; i < count; ++i) {
+                        to[x * count + i] = source[i][first - line.source_first + x];
+                    }
+                }
+                return;
+            }
+            for (std::uint64_t x = 0; x < length; ++x) {
+                const std::uint64_t at = line.in_source(first + x);
+                for (std::uint32_t i = 0; i < count; ++i) to[x * count + i] = source[i][at];
+            }
+        };
+        running<Format> r;
+        r.clear();
+        for (std::uint64_t x = line.start_of_first_span(); x < line.end_of_first_span();) {
+            const std::uint64_t length = std::min(stretch, line.end_of_first_span() - x);
+            turn(x, length, entering);
+            for (std::uint64_t i = 0; i < length; ++i) r.template change<true>(pixels::load(entering + i * count));
+            x += length;
+        }
+        for (std::uint64_t x = line.first; x < line.end;) {
+            // A stretch ends where pixels begin to leave or cease to enter.
+            const bool leaves = line.leaves(x), enters = line.enters(x);
+            std::uint64_t end = std::min(line.end, x + stretch);
+            if (!leaves) end = std::min(end, std::max(line.first, line.radius) + 1);
+            if (enters) end = std::min(end, line.length - line.radius);
+            const std::uint64_t length = end - x;
+            if (leaves) turn(x - line.radius - 1, length, leaving);
+            if (enters) turn(x + line.radius, length, entering);
+            if (keeps) turn(x, length, here);
+            for (std::uint64_t i = 0; i < length; ++i) {
+                if (HWY_LIKELY(leaves && enters)) {
+                    if (i == 0) r.invert_counts();
+                    r.exchange(pixels::load(leaving + i * count), pixels::load(entering + i * count));
+                } else {
+                    if (leaves) r.template change<false>(pixels::load(leaving + i * count));
+                    if (enters) r.template change<true>(pixels::load(entering + i * count));
+                    r.invert_counts();
+                }
+                const auto blurred = r.blurred(keeps ? pixels::load(here + i * count) : kept, kept, keeps);
+                hn::StoreU(blurred, typename pixels::D(), here + i * count);
+            }
+            for (std::uint64_t i = 0; i < length; ++i) {
+                for (std::uint32_t j = 0; j < count; ++j) out[j][x - line.first + i] = here[i * count + j];
+            }
+            x = end;
+        }
     }
     return true;
 }
 
-constexpr std::uint32_t column_block = 64; // quads of columns whose spans stay in cache
-
-template <bool KeepsSome>
-HWY_INLINE void run_columns(const box_pass_job& job, std::uint64_t left, std::uint64_t end, const constants& k) {
+template <class Format>
+bool run_columns(const box_pass_job& job) {
+    using pixels = pixels_of<Format>;
+    using word = typename pixels::word;
+    constexpr std::uint32_t count = pixels::count;
+    constexpr std::uint32_t block = 64; // groups of columns whose spans stay in cache
     const box_line line = box_line::of_columns(job);
-    const std::uint64_t stride = job.source.width, out_stride = job.destination.width;
-    const auto quads =
-        static_cast<std::uint32_t>(std::min<std::uint64_t>(column_block, (end - left + quad - 1) / quad));
-    // The last four columns overlap those before, as the rows above.
-    const auto column_of = [&](std::uint32_t q) { return std::min(left + q * quad, end - quad); };
-    const auto* source = static_cast<const std::uint32_t*>(job.source.pixels);
-    auto* out = static_cast<std::uint32_t*>(job.destination.pixels);
-    span spans[column_block];
-    std::memset(spans, 0, sizeof(spans));
-    const auto pixels_at = [&](std::uint64_t y, std::uint64_t x) {
-        return hn::LoadU(DP(), source + job.source_row(y) * stride + (x - job.source.left));
-    };
-    for (std::uint64_t y = line.start_of_first_span(); y < line.end_of_first_span(); ++y) {
-        const std::uint64_t entering = line.in_source(y);
-        for (std::uint32_t q = 0; q < quads; ++q) {
-            running r;
-            r.load(spans[q]);
-            r.change<true>(pixels_at(entering, column_of(q)), k);
-            r.store(spans[q]);
-        }
-    }
-    for (std::uint64_t y = line.first; y < line.end; ++y) {
-        const bool leaves = line.leaves(y), enters = line.enters(y);
-        const std::uint64_t leaving = leaves ? line.leaving(y) : 0, entering = enters ? line.entering(y) : 0;
-        const std::uint64_t here = line.in_source(y);
-        std::uint32_t* const out_row = out + (y - line.first) * out_stride;
-        for (std::uint32_t q = 0; q < quads; ++q) {
-            const std::uint64_t x = column_of(q);
-            running r;
-            r.load(spans[q]);
-            if (HWY_LIKELY(leaves && enters)) {
-                if (r.exchange(pixels_at(leaving, x), pixels_at(entering, x), k)) r.store(spans[q]);
-                r.store_sums(spans[q]);
-            } else {
-                if (leaves) r.change<false>(pixels_at(leaving, x), k);
-                if (enters) r.change<true>(pixels_at(entering, x), k);
-                r.invert_counts();
-                r.store(spans[q]);
+    const std::uint64_t width = job.destination.width;
+    if (line.span_length() > longest_span || width < count) return false;
+    const auto kept = kept_samples<Format>(job);
+    const bool keeps = keeps_some<Format>(job);
+    const auto* source = static_cast<const word*>(job.source.pixels) + (job.destination.left - job.source.left);
+    span spans[block];
+    for (std::uint64_t left = 0; left < width; left += block * count) {
+        const std::uint64_t groups = std::min<std::uint64_t>(block, (width - left + count - 1) / count);
+        // The last columns overlap those before, as the rows above.
+        const auto column_of = [&](std::uint64_t group) { return std::min(left + group * count, width - count); };
+        const auto row_at = [&](std::uint64_t y) { return source + job.source_row(y) * job.source.width; };
+        std::memset(spans, 0, sizeof(spans));
+        for (std::uint64_t y = line.start_of_first_span(); y < line.end_of_first_span(); ++y) {
+            const word* const entering = row_at(line.in_source(y));
+            for (std::uint64_t g = 0; g < groups; ++g) {
+                running<Format> r;
+                r.load(spans[g]);
+                r.template change<true>(pixels::load(entering + column_of(g)));
+                r.store(spans[g]);
             }
-            const VP pixels = pixels_at(KeepsSome ? here : entering, x);
-            hn::StoreU(blurred<KeepsSome>(r, pixels, k), DP(), out_row + (x - job.destination.left));
         }
-    }
-}
-
-bool box_pass_vertical(const box_pass_job& job) {
-    const std::uint64_t left = job.destination.left, end = left + job.destination.width;
-    if (box_line::of_columns(job).span_length() > longest_span || end - left < quad) return false;
-    const constants k(job);
-    const bool keeps_some = !job.blur_colour || !job.blur_alpha;
-    for (std::uint64_t x = left; x < end; x += column_block * quad) {
-        keeps_some ? run_columns<true>(job, x, end, k) : run_columns<false>(job, x, end, k);
+        for (std::uint64_t y = line.first; y < line.end; ++y) {
+            const bool leaves = line.leaves(y), enters = line.enters(y);
+            const word* const here = row_at(line.in_source(y));
+            const word* const leaving = leaves ? row_at(line.leaving(y)) : here;
+            const word* const entering = enters ? row_at(line.entering(y)) : here;
+            word* const out = static_cast<word*>(job.destination.pixels) + (y - line.first) * width;
+            for (std::uint64_t g = 0; g < groups; ++g) {
+                const std::uint64_t x = column_of(g);
+                running<Format> r;
+                r.load(spans[g]);
+                if (HWY_LIKELY(leaves && enters)) {
+                    if (r.exchange(pixels::load(leaving + x), pixels::load(entering + x))) r.store(spans[g]);
+                    r.store_sums(spans[g]);
+                } else {
+                    if (leaves) r.template change<false>(pixels::load(leaving + x));
+                    if (enters) r.template change<true>(pixels::load(entering + x));
+                    r.invert_counts();
+                    r.store(spans[g]);
+                }
+                hn::StoreU(r.blurred(keeps ? pixels::load(here + x) : kept, kept, keeps), typename pixels::D(),
+                           out + x);
+            }
+        }
     }
     return true;
 }
 
 #endif
+
+} // namespace
+
+#define ZARN_DEFINE(format)                                                                                            \
+    bool horizontal_##format(const box_pass_job& job, row_range rows) { return run_rows<format>(job, rows); }          \
+    bool vertical_##format(const box_pass_job& job) { return run_columns<format>(job); }
+ZARN_FOR_EACH_VECTOR_BOX_FORMAT(ZARN_DEFINE)
+#undef ZARN_DEFINE
 
 } // namespace zarn::vector::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -334,18 +302,18 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zarn::vector {
 
-HWY_EXPORT(box_pass_horizontal);
-HWY_EXPORT(box_pass_vertical);
-
-template <>
-bool box_pass_horizontal<rgba_8>(const box_pass_job& job, row_range rows) {
-    return HWY_DYNAMIC_DISPATCH(box_pass_horizontal)(job, rows);
-}
-
-template <>
-bool box_pass_vertical<rgba_8>(const box_pass_job& job) {
-    return HWY_DYNAMIC_DISPATCH(box_pass_vertical)(job);
-}
+    #define ZARN_DISPATCH(format)                                                                                      \
+        HWY_EXPORT(horizontal_##format);                                                                               \
+        HWY_EXPORT(vertical_##format);                                                                                 \
+        template <>                                                                                                    \
+        bool box_pass_horizontal<format>(const box_pass_job& job, row_range rows) {                                    \
+            return HWY_DYNAMIC_DISPATCH(horizontal_##format)(job, rows);                                               \
+        }                                                                                                              \
+        template <>                                                                                                    \
+        bool box_pass_vertical<format>(const box_pass_job& job) {                                                      \
+            return HWY_DYNAMIC_DISPATCH(vertical_##format)(job);                                                       \
+        }
+ZARN_FOR_EACH_VECTOR_BOX_FORMAT(ZARN_DISPATCH)
 
 } // namespace zarn::vector
 #endif

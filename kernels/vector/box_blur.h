@@ -18,16 +18,16 @@ bool box_pass_vertical(const box_pass_job&) {
     return false;
 }
 
-// 8-bit RGBA has code of its own; this is for the others of up to 16 bits a sample.
-#define ZARN_FOR_EACH_SHORT_BOX_FORMAT(apply) apply(rgba_16) apply(value_8) apply(value_16) apply(grey_8) apply(grey_16)
+// Integers of up to 16 bits a sample.
+#define ZARN_FOR_EACH_VECTOR_BOX_FORMAT(apply)                                                                         \
+    apply(rgba_8) apply(rgba_16) apply(value_8) apply(value_16) apply(grey_8) apply(grey_16)
 
 #define ZARN_DECLARE(format)                                                                                           \
     template <>                                                                                                        \
     bool box_pass_horizontal<format>(const box_pass_job& job, row_range rows);                                         \
     template <>                                                                                                        \
     bool box_pass_vertical<format>(const box_pass_job& job);
-ZARN_DECLARE(rgba_8)
-ZARN_FOR_EACH_SHORT_BOX_FORMAT(ZARN_DECLARE)
+ZARN_FOR_EACH_VECTOR_BOX_FORMAT(ZARN_DECLARE)
 #undef ZARN_DECLARE
 
 } // namespace zarn::vector

@@ -29,6 +29,8 @@ bool gaussian_vertical(const gaussian_pass&, row_range) { return false; }
 
 #else
 
+namespace {
+
 namespace hn = hwy::HWY_NAMESPACE;
 
 constexpr std::uint32_t n = 4; // samples of a pixel
@@ -189,6 +191,8 @@ HWY_INLINE VP divide(const group_sums& sums, const group_sums& weights, VP& any)
 
 // Start of the next group of a stretch: the last one overlaps the one before rather than reach beyond the end.
 HWY_INLINE std::uint32_t group_start(std::uint32_t i, std::uint32_t count) { return std::min(i, count - group); }
+
+} // namespace
 
 bool gaussian_horizontal(const gaussian_pass& pass, row_range rows) {
     const gaussian_job& job = *pass.job;

@@ -20,6 +20,8 @@
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
 
+namespace {
+
 namespace hn = hwy::HWY_NAMESPACE;
 
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
@@ -327,6 +329,8 @@ bool blur_along_columns(const gaussian_pass& pass, row_range rows) {
 }
 
 #endif
+
+} // namespace
 
 #define ZARN_DEFINE(format)                                                                                            \
     bool horizontal_##format(const gaussian_pass& pass, row_range rows) {                                              \
