@@ -2,6 +2,8 @@
 // tests compare the best of them with the reference; this one ties the rest to it.
 
 #include <functional>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <hwy/targets.h>
@@ -14,13 +16,13 @@ namespace {
 
 template <class Image>
 struct named_operation {
-    const char* name;
+    std::string name;
     std::function<void(Image&)> run;
 };
 
 template <class Image>
 std::vector<named_operation<Image>> vector_operations() {
-    return {
+    std::vector<named_operation<Image>> operations = {
         {"area average", [](Image& i) { i.resample(i.get_width() / 3 + 1, i.get_height() / 2 + 1, 0); }},
         {"B-spline", [](Image& i) { i.resample(i.get_width() * 2 + 1, i.get_height() + 3, 2); }},
         {"B-spline, smaller", [](Image& i) { i.resample(i.get_width() / 5 + 1, i.get_height(), 2); }},
@@ -34,8 +36,23 @@ std::vector<named_operation<Image>> vector_operations() {
         {"sharpen", [](Image& i) { i.sharpen(0.7f); }},
         {"flip", [](Image& i) { i.flip_horizontal(); }},
         {"nearest", [](Image& i) { i.resample(i.get_width() * 3 / 2 + 1, i.get_height() + 1, 1); }},
+        {"exposure", [](Image& i) { i.exposure(1.3f); }},
+        {"brightness", [](Image& i) { i.brightness(-0.2f); }},
+        {"contrast", [](Image& i) { i.contrast(1.7f); }},
         {"gamma", [](Image& i) { i.gamma(1.8f); }},
+        {"grayscale", [](Image& i) { i.grayscale(); }},
+        {"negative", [](Image& i) { i.negative(1, 0); }},
+        {"negative alpha", [](Image& i) { i.negative(0, 1); }},
+        {"normalize", [](Image& i) { i.normalize(); }},
     };
+    for (unsigned mode = 0; mode < ZARN_BLEND_REPLACE; ++mode) {
+        operations.push_back({"blend mode " + std::to_string(mode), [mode](Image& i) {
+                                  const unsigned keep_alpha = mode % 2;
+                                  i.blit(i, 1, 2, i.get_width(), i.get_height(), 0.7f, 0, 0, mode, keep_alpha, nullptr,
+                                         nullptr);
+                              }});
+    }
+    return operations;
 }
 
 // Limits the vector code to one instruction set.

@@ -1,11 +1,10 @@
 #include "benchmarks/peer/check.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <cmath>
+#include <memory>
 #include <stdexcept>
 #include <string>
-
-#include <zarn/owned.h>
 
 namespace zarn_bench {
 
@@ -13,8 +12,8 @@ namespace {
 
 class mean {
 public:
-    void add(int a, int b) {
-        ___sum += std::abs(a - b);
+    void add(double a, double b) {
+        ___sum += std::fabs(a - b);
         ++___count;
     }
     double value() const { return ___count ? ___sum / static_cast<double>(___count) : 0.0; }
@@ -25,14 +24,14 @@ private:
 };
 
 double mean_difference(const picture& ours, const picture& theirs) {
-    constexpr int opaque = 250; // rounding takes some off 255
+    constexpr double opaque = 250.0; // rounding takes some off 255
     mean colour, alpha;
     for (std::size_t pixel = 0; pixel < ours.pixels(); ++pixel) {
-        const std::uint8_t* const a = &ours.rgba[pixel * 4];
-        const std::uint8_t* const b = &theirs.rgba[pixel * 4];
-        alpha.add(a[3], b[3]);
-        if (a[3] < opaque || b[3] < opaque) continue;
-        for (int channel = 0; channel < 3; ++channel) colour.add(a[channel], b[channel]);
+        const std::size_t red = pixel * 4;
+        const double a = ours.level(red + 3), b = theirs.level(red + 3);
+        alpha.add(a, b);
+        if (a < opaque || b < opaque) continue;
+        for (std::size_t sample = red; sample < red + 3; ++sample) colour.add(ours.level(sample), theirs.level(sample));
     }
     return std::max(colour.value(), alpha.value());
 }
@@ -42,15 +41,14 @@ std::string size_of(const picture& image) { return std::to_string(image.width) +
 } // namespace
 
 double check_pair(const operation& one, const picture& source, peer& other) {
-    zarn_owned<zarn_image_8> original, image;
-    load(*original, source);
-    load(*image, source);
-    one.run(*image, *original);
-    const picture ours = contents_of(*image);
+    const std::unique_ptr<subject> ours_at_work = one.start(source);
+    ours_at_work->prepare();
+    ours_at_work->run();
+    const picture ours = ours_at_work->contents();
 
-    const bool has_alpha_form = static_cast<bool>(other.call(one.name, peer_form::alpha));
-    const picture theirs = other.result_of(one.name, has_alpha_form ? peer_form::alpha : peer_form::plain);
-    if (ours.width != theirs.width || ours.height != theirs.height)
+    const bool has_alpha_form = static_cast<bool>(other.call(one, peer_form::alpha));
+    const picture theirs = other.result_of(one, has_alpha_form ? peer_form::alpha : peer_form::plain);
+    if (ours.width != theirs.width || ours.height != theirs.height || ours.bits != theirs.bits)
         throw std::runtime_error(one.name + ": ours gives " + size_of(ours) + ", the peer " + size_of(theirs));
     const double difference = mean_difference(ours, theirs);
     if (difference > one.tolerance)

@@ -6,6 +6,7 @@
 #include <exception>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -27,7 +28,9 @@ struct options {
 
 constexpr unsigned latency_side = 32;
 constexpr unsigned check_side = 256;
+constexpr unsigned depths[] = {8, 16};
 const char* const expansion_name = "expand_where_alpha";
+const char* const modes_name = "blend_modes";
 
 options parse(int count, char** arguments) {
     options result;
@@ -47,15 +50,21 @@ options parse(int count, char** arguments) {
 
 patience patience_for(unsigned side, bool quick) {
     const double shorter = quick ? 0.4 : 1.0;
-    if (side <= 256) return {seconds(0.4 * shorter), 20, 2000};
-    if (side <= 1024) return {seconds(1.2 * shorter), 9, 200};
-    return {seconds(2.5 * shorter), 5, 50};
+    if (side <= 256) return {seconds(0.25 * shorter), 20, 2000};
+    if (side <= 1024) return {seconds(0.8 * shorter), 9, 200};
+    return {seconds(1.6 * shorter), 3, 50};
+}
+
+// Of all modes together.
+patience patience_for_modes(unsigned side, bool quick) {
+    const double shorter = quick ? 0.4 : 1.0;
+    return {seconds((side <= 1024 ? 5.0 : 12.0) * shorter), 3, 100};
 }
 
 void tell(const measurement& one) {
-    std::fprintf(stderr, "%-18s %5u^2, %u thread%s: ours %8.3f, peer %8.3f", one.what->name.c_str(), one.side,
-                 one.threads, one.threads == 1 ? " " : "s", one.nanoseconds_per_pixel(one.ours),
-                 one.nanoseconds_per_pixel(one.peer_plain));
+    std::fprintf(stderr, "%-18s %2u bits %5u^2, %u thread%s: ours %8.3f, peer %8.3f", one.what->name.c_str(),
+                 one.what->bits, one.side, one.threads, one.threads == 1 ? " " : "s",
+                 one.nanoseconds_per_pixel(one.ours), one.nanoseconds_per_pixel(one.peer_plain));
     if (one.peer_alpha.count() > 0)
         std::fprintf(stderr, ", alpha form %8.3f", one.nanoseconds_per_pixel(one.peer_alpha));
     std::fputs(" ns/pixel\n", stderr);
@@ -68,41 +77,56 @@ results run(const options& wanted) {
     if (!wanted.only.empty()) all.command += " --only " + wanted.only;
 
     const auto is_wanted = [&wanted](const std::string& name) { return name.find(wanted.only) != std::string::npos; };
-    std::vector<const operation*> operations;
-    for (const operation& one : our_operations())
-        if (is_wanted(one.name)) operations.push_back(&one);
-    if (operations.empty() && !is_wanted(expansion_name)) {
-        std::string names = expansion_name;
-        for (const operation& one : our_operations()) names += ", " + one.name;
-        throw std::invalid_argument("no operation is called so; there are " + names);
+    const auto wanted_operations = [&is_wanted](unsigned bits) {
+        std::vector<const operation*> operations;
+        for (const operation& one : our_operations(bits))
+            if (is_wanted(one.name)) operations.push_back(&one);
+        return operations;
+    };
+    std::string names = std::string(expansion_name) + ", " + modes_name;
+    bool is_any = is_wanted(expansion_name) || is_wanted(modes_name);
+    for (const unsigned bits : depths) {
+        for (const operation& one : our_operations(bits)) names += ", " + one.name;
+        is_any = is_any || !wanted_operations(bits).empty();
     }
+    if (!is_any) throw std::invalid_argument("no operation is called so; there are " + names);
 
-    {
-        const picture small = draw_photo(check_side);
+    for (const unsigned bits : depths) {
+        const picture small = draw_photo(check_side, bits);
         peer other(small);
-        for (const operation* one : operations) all.pairings.push_back({one, check_pair(*one, small, other)});
+        for (const operation* one : wanted_operations(bits))
+            all.pairings.push_back({one, check_pair(*one, small, other)});
     }
 
     settle_heap();
     const foreign_load others;
     const std::vector<unsigned> thread_counts = {1, 2};
+    all.depths.assign(std::begin(depths), std::end(depths));
     all.sides = wanted.quick ? std::vector<unsigned>{1024} : std::vector<unsigned>{256, 1024, 4096};
     std::vector<unsigned> measured = all.sides;
     if (!wanted.quick) measured.insert(measured.begin(), latency_side);
-    for (const unsigned side : measured) {
-        const patience limits = patience_for(side, wanted.quick);
-        const picture source = draw_photo(side);
-        all.alpha = measure_alpha(source);
-        peer other(source);
-        for (const operation* one : operations) {
-            for (const unsigned threads : thread_counts) {
-                all.measurements.push_back(measure(*one, source, other, threads, limits));
-                tell(all.measurements.back());
+    for (const unsigned bits : depths) {
+        for (const unsigned side : measured) {
+            // What small images cost is threads, whatever the depth.
+            if (bits != 8 && side <= small_image) continue;
+            const patience limits = patience_for(side, wanted.quick);
+            const picture source = draw_photo(side, bits);
+            all.alpha = measure_alpha(source);
+            if (const auto operations = wanted_operations(bits); !operations.empty()) {
+                peer other(source);
+                for (const operation* one : operations) {
+                    for (const unsigned threads : thread_counts) {
+                        all.measurements.push_back(measure(*one, source, other, threads, limits));
+                        tell(all.measurements.back());
+                    }
+                }
             }
+            if (side > small_image && is_wanted(modes_name))
+                all.blends.push_back(measure_blend_modes(source, patience_for_modes(side, wanted.quick)));
+            if (bits != 8 || side == latency_side || !is_wanted(expansion_name)) continue;
+            for (const unsigned threads : thread_counts)
+                for (const expansion& one : measure_expansion(source, threads, limits)) all.expansions.push_back(one);
         }
-        if (side == latency_side || !is_wanted(expansion_name)) continue;
-        for (const unsigned threads : thread_counts)
-            for (const expansion& one : measure_expansion(source, threads, limits)) all.expansions.push_back(one);
     }
     if (!wanted.quick)
         for (const unsigned threads : thread_counts)

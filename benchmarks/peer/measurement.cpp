@@ -1,9 +1,8 @@
 #include "benchmarks/peer/measurement.h"
 
 #include <cstddef>
+#include <memory>
 #include <optional>
-
-#include <zarn/owned.h>
 
 #include "benchmarks/peer/counting_allocator.h"
 #include "benchmarks/peer/thread_start.h"
@@ -17,16 +16,15 @@ measurement measure(const operation& one, const picture& source, peer& other, un
     result.side = source.width;
     result.threads = threads;
 
-    zarn_owned<zarn_image_8> original, image;
-    load(*original, source);
-    image->set_thread_limit(threads);
+    const std::unique_ptr<subject> ours = one.start(source);
+    ours->set_threads(threads);
     peer::set_threads(threads);
 
-    const auto prepare = [&] { image->create(*original); };
-    const auto run = [&] { one.run(*image, *original); };
+    const auto prepare = [&] { ours->prepare(); };
+    const auto run = [&] { ours->run(); };
     prepare();
     const std::int64_t more = peak_bytes_of([&] { result.threads_started = threads_started_by(run); });
-    result.peak_memory = 1.0 + static_cast<double>(more) / static_cast<double>(source.rgba.size());
+    result.peak_memory = 1.0 + static_cast<double>(more) / static_cast<double>(source.bytes.size());
 
     std::vector<contender> contenders;
     std::vector<seconds*> times;
@@ -38,9 +36,8 @@ measurement measure(const operation& one, const picture& source, peer& other, un
     enter({prepare, run, !one.consumes}, result.ours);
     // Their source is written before each sample as ours is, so it is as warm in the caches.
     const auto restore = [&other] { other.restore(); };
-    enter({restore, other.call(one.name, peer_form::plain)}, result.peer_plain);
-    if (const std::function<void()> call = other.call(one.name, peer_form::alpha))
-        enter({restore, call}, result.peer_alpha);
+    enter({restore, other.call(one, peer_form::plain)}, result.peer_plain);
+    if (const std::function<void()> call = other.call(one, peer_form::alpha)) enter({restore, call}, result.peer_alpha);
 
     std::optional<memory_pass> pass;
     if (source.width >= beyond_caches) {

@@ -1,6 +1,8 @@
 // The operations under comparison: how each is called here, the bar it is held to, and what it must at least move.
 #pragma once
 
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -24,21 +26,41 @@ struct bar {
     double at(unsigned side) const { return side == 1024 ? at_1024 : side == 4096 ? at_4096 : 0.0; }
 };
 
+// An operation of ours on a picture, of whichever class.
+class subject {
+public:
+    virtual ~subject() = default;
+    subject() = default;
+    subject(const subject&) = delete;
+    subject& operator=(const subject&) = delete;
+
+    virtual void set_threads(unsigned count) = 0;
+    virtual void prepare() = 0; // makes the image as the source is
+    virtual void run() = 0;
+    virtual picture contents() const = 0;
+};
+
+using start_subject = std::function<std::unique_ptr<subject>(const picture& source)>;
+
 struct operation {
+    unsigned bits; // of the samples
     std::string name;
-    void (*run)(zarn_image_8& image, const zarn_image_8& source);
-    bool consumes; // the image must be as `source` before each run
+    start_subject start;
+    bool consumes; // the image must be prepared before each run
     traffic least;
     bar floor;
     double tolerance;       // mean difference of colour to the peer's result, 0..255, above which the pairing is wrong
     std::string difference; // in meaning, to the peer
-    std::string bound = ""; // what keeps it from its bar, where it is known to miss it: said beside the miss
+    std::string bound;      // what keeps it from its bar, where it is known to miss it: said beside the miss
 };
 
-const std::vector<operation>& our_operations();
+// Those of the depth, 8 or 16 bits.
+const std::vector<operation>& our_operations(unsigned bits);
 
-// Makes the image a copy of the picture, with rows from the top.
+// The picture's mirror image over the picture, with opacity 0.7 and the mode of the code that `mode` then has.
+start_subject start_blend(unsigned bits, const unsigned& mode);
+
+// Makes the image a copy of the picture.
 void load(zarn_image_8& image, const picture& source);
-picture contents_of(const zarn_image_8& image);
 
 } // namespace zarn_bench

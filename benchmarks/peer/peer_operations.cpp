@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <utility>
 
 #include <opencv2/core.hpp>
 #include <opencv2/core/ocl.hpp>
@@ -53,22 +54,154 @@ void sharpen(const Mat& from, Mat& to) {
     cv::filter2D(from, to, -1, kernel, centre, 0, cv::BORDER_REPLICATE);
 }
 
+double full_scale(const Mat& image) { return image.depth() == CV_8U ? 255.0 : 65535.0; }
+
+// The curve's table, for colour samples of 0..1; alpha stays.
+template <class Curve>
+Mat table_of(Curve curve) {
+    Mat values(1, 256, CV_8UC4);
+    for (int n = 0; n < 256; ++n) {
+        const auto colour = cv::saturate_cast<uchar>(std::floor(curve(n / 255.0) * 255.0));
+        values.at<cv::Vec4b>(n) = {colour, colour, colour, static_cast<uchar>(n)};
+    }
+    return values;
+}
+
+constexpr double exposed = 1.3, brightened = 0.1, contrasted = 1.25, gamma_value = 2.2;
+
+// Colour times `factor` plus `shift` of full scale, in floats.
+void affine_in_floats(const Mat& from, Mat& to, double factor, double shift) {
+    static Mat floats;
+    const double added = shift * full_scale(from);
+    from.convertTo(floats, CV_32F);
+    cv::multiply(floats, cv::Scalar(factor, factor, factor, 1), floats);
+    if (added != 0.0) cv::add(floats, cv::Scalar(added, added, added, 0), floats);
+    floats.convertTo(to, from.depth());
+}
+
+void exposure(const Mat& from, Mat& to) {
+    static const Mat table = table_of([](double value) { return value * exposed; });
+    if (from.depth() == CV_8U)
+        cv::LUT(from, table, to);
+    else
+        affine_in_floats(from, to, exposed, 0.0);
+}
+
+void brightness(const Mat& from, Mat& to) {
+    static const Mat table = table_of([](double value) { return value + brightened; });
+    if (from.depth() == CV_8U)
+        cv::LUT(from, table, to);
+    else
+        affine_in_floats(from, to, 1.0, brightened);
+}
+
+constexpr double contrast_shift = 0.5 * (1.0 - contrasted);
+
+void contrast(const Mat& from, Mat& to) {
+    static const Mat table = table_of([](double value) { return value * contrasted + contrast_shift; });
+    if (from.depth() == CV_8U)
+        cv::LUT(from, table, to);
+    else
+        affine_in_floats(from, to, contrasted, contrast_shift);
+}
+
+void contrast_matrix(const Mat& from, Mat& to) {
+    const auto k = static_cast<float>(contrasted), b = static_cast<float>(contrast_shift * full_scale(from));
+    float rows[4][5] = {{k, 0, 0, 0, b}, {0, k, 0, 0, b}, {0, 0, k, 0, b}, {0, 0, 0, 1, 0}};
+    cv::transform(from, to, Mat(4, 5, CV_32F, rows));
+}
+
+void grayscale(const Mat& from, Mat& to) {
+    const float r = 0.299f, g = 0.587f, b = 0.114f;
+    cv::transform(from, to, cv::Matx44f(r, g, b, 0, r, g, b, 0, r, g, b, 0, 0, 0, 0, 1));
+}
+
 void gamma(const Mat& from, Mat& to) {
-    static const Mat table = [] {
-        Mat values(1, 256, CV_8UC4);
-        for (int n = 0; n < 256; ++n) {
-            const auto colour = static_cast<uchar>(std::pow(n / 255.0, 1 / 2.2) * 255.0);
-            values.at<cv::Vec4b>(n) = {colour, colour, colour, static_cast<uchar>(n)};
-        }
-        return values;
-    }();
-    cv::LUT(from, table, to);
+    static const Mat table = table_of([](double value) { return std::pow(value, 1 / gamma_value); });
+    if (from.depth() == CV_8U) {
+        cv::LUT(from, table, to);
+        return;
+    }
+    static Mat floats, alpha;
+    from.convertTo(floats, CV_32F, 1 / full_scale(from));
+    cv::extractChannel(from, alpha, 3);
+    cv::pow(floats, 1 / gamma_value, floats);
+    floats.convertTo(to, from.depth(), full_scale(from));
+    cv::insertChannel(alpha, to, 3);
+}
+
+void negative(const Mat& from, Mat& to) {
+    const double full = full_scale(from);
+    cv::bitwise_xor(from, cv::Scalar(full, full, full, 0), to);
+}
+
+// Lightness stretched by way of hue, lightness and saturation: of 8 bits in 8 bits, of 16 in floats.
+void normalize(const Mat& from, Mat& to) {
+    static Mat floats, hls, lightness, alpha, back;
+    cv::extractChannel(from, alpha, 3);
+    const bool bytes = from.depth() == CV_8U;
+    if (!bytes) from.convertTo(floats, CV_32F, 1 / full_scale(from));
+    cv::cvtColor(bytes ? from : floats, hls, bytes ? cv::COLOR_RGB2HLS_FULL : cv::COLOR_RGB2HLS);
+    cv::extractChannel(hls, lightness, 1);
+    cv::normalize(lightness, lightness, 0, bytes ? 255 : 1, cv::NORM_MINMAX);
+    cv::insertChannel(lightness, hls, 1);
+    cv::cvtColor(hls, bytes ? to : back, bytes ? cv::COLOR_HLS2RGB_FULL : cv::COLOR_HLS2RGB, 4);
+    if (!bytes) back.convertTo(to, from.depth(), full_scale(from));
+    cv::insertChannel(alpha, to, 3);
+}
+
+// `over` onto `to`, with opacity 0.7; the greater alpha stays.
+void blend_over(const Mat& over, Mat& to) {
+    static Mat alpha, weight, rest, greater, floats_over, floats_to, blended;
+    cv::extractChannel(over, alpha, 3);
+    alpha.convertTo(weight, CV_32F, 0.7 / full_scale(over));
+    cv::subtract(cv::Scalar::all(1), weight, rest);
+    cv::extractChannel(to, greater, 3);
+    cv::max(alpha, greater, greater);
+    if (over.depth() == CV_8U) {
+        cv::blendLinear(over, to, weight, rest, blended);
+        std::swap(blended, to);
+    } else {
+        over.convertTo(floats_over, CV_32F);
+        to.convertTo(floats_to, CV_32F);
+        cv::blendLinear(floats_over, floats_to, weight, rest, blended);
+        blended.convertTo(to, over.depth());
+    }
+    cv::insertChannel(greater, to, 3);
+}
+
+// Colour multiplied with alpha, and divided by it again. For 16 bits there is no conversion that does it.
+void multiply_alpha(const Mat& from, Mat& to) {
+    if (from.depth() == CV_8U) {
+        cv::cvtColor(from, to, cv::COLOR_RGBA2mRGBA);
+        return;
+    }
+    static Mat factors;
+    factors.create(from.size(), from.type());
+    factors.setTo(cv::Scalar::all(full_scale(from)));
+    const int alpha_to_colour[] = {3, 0, 3, 1, 3, 2};
+    cv::mixChannels(&from, 1, &factors, 1, alpha_to_colour, 3);
+    cv::multiply(from, factors, to, 1 / full_scale(from));
+}
+
+void divide_alpha(const Mat& from, Mat& to) {
+    if (from.depth() == CV_8U) {
+        cv::cvtColor(from, to, cv::COLOR_mRGBA2RGBA);
+        return;
+    }
+    static Mat divisors;
+    divisors.create(from.size(), from.type());
+    divisors.setTo(cv::Scalar::all(full_scale(from)));
+    const int alpha_to_colour[] = {3, 0, 3, 1, 3, 2};
+    cv::mixChannels(&from, 1, &divisors, 1, alpha_to_colour, 3);
+    cv::divide(from, divisors, to, full_scale(from));
 }
 
 enum class destination {
-    fresh,   // a new array in each call
-    kept,    // an array that stays
-    in_place // the source itself
+    fresh,    // a new array in each call
+    kept,     // an array that stays
+    in_place, // the source itself
+    blended   // the source itself, onto which its mirror image comes
 };
 
 struct equivalent {
@@ -78,6 +211,8 @@ struct equivalent {
     destination where = destination::fresh;
     bool mixes_pixels = false; // then transparent ones must be kept out of it: there is an alpha form
 };
+
+const char* const curve_route = "`LUT` in place; 16 bits: `convertTo` floats, arithmetic, back";
 
 const equivalent equivalents[] = {
     {"copy", "`copyTo`", [](const Mat& from, Mat& to) { from.copyTo(to); }},
@@ -115,12 +250,22 @@ const equivalent equivalents[] = {
     {"box_r8", "`blur` 17 x 17", [](const Mat& from, Mat& to) { box(from, to, 8); }, destination::fresh, true},
     {"clear", "`setTo`", [](const Mat&, Mat& to) { to.setTo(margin_colour); }, destination::in_place},
     {"sharpen", "`filter2D` 3 x 3", sharpen, destination::kept},
-    {"gamma", "`LUT` in place", gamma, destination::in_place},
+    {"exposure", curve_route, exposure, destination::in_place},
+    {"brightness", curve_route, brightness, destination::in_place},
+    {"contrast", curve_route, contrast, destination::in_place},
+    {"gamma", curve_route, gamma, destination::in_place},
+    {"contrast_matrix", "`transform` in place", contrast_matrix, destination::in_place},
+    {"grayscale", "`transform` in place", grayscale, destination::in_place},
+    {"negative", "`bitwise_xor` in place", negative, destination::in_place},
+    {"normalize", "`cvtColor` to HLS, `normalize`, back", normalize, destination::in_place},
+    {"blend_over", "`blendLinear` with weights made of alpha", blend_over, destination::blended},
+    {"to_16_bits", "`convertTo`", [](const Mat& from, Mat& to) { from.convertTo(to, CV_16U, 257.0); }},
+    {"to_8_bits", "`convertTo`", [](const Mat& from, Mat& to) { from.convertTo(to, CV_8U, 1 / 257.0); }},
 };
 
-const equivalent* find(const std::string& operation) {
+const equivalent* find(const std::string& name) {
     for (const equivalent& one : equivalents)
-        if (operation == one.name) return &one;
+        if (name == one.name) return &one;
     return nullptr;
 }
 
@@ -129,25 +274,27 @@ const equivalent* find(const std::string& operation) {
 struct peer::images {
     Mat pristine; // the picture's own array
     Mat working;
+    Mat mirror;
     Mat multiplied, mixed; // between the steps of an alpha form
     Mat kept;
 
     void run(const equivalent& one, peer_form form, Mat& to) {
         if (form == peer_form::plain) {
-            one.run(working, to);
+            one.run(one.where == destination::blended ? mirror : working, to);
             return;
         }
-        cv::cvtColor(working, multiplied, cv::COLOR_RGBA2mRGBA);
+        multiply_alpha(working, multiplied);
         one.run(multiplied, mixed);
-        cv::cvtColor(mixed, to, cv::COLOR_mRGBA2RGBA);
+        divide_alpha(mixed, to);
     }
 };
 
 peer::peer(const picture& source)
     : ___images(std::make_unique<images>()) {
     cv::ocl::setUseOpenCL(false);
-    ___images->pristine = Mat(static_cast<int>(source.height), static_cast<int>(source.width), CV_8UC4,
-                              const_cast<std::uint8_t*>(source.rgba.data()));
+    ___images->pristine = Mat(static_cast<int>(source.height), static_cast<int>(source.width),
+                              source.bits == 8 ? CV_8UC4 : CV_16UC4, const_cast<std::uint8_t*>(source.bytes.data()));
+    cv::flip(___images->pristine, ___images->mirror, 1);
     restore();
 }
 
@@ -157,20 +304,21 @@ void peer::set_threads(unsigned count) { cv::setNumThreads(static_cast<int>(coun
 
 std::string peer::version() { return cv::getVersionString(); }
 
-std::string peer::description(const std::string& operation) {
-    const equivalent* const one = find(operation);
-    return one ? one->description : "";
+std::string peer::description(const operation& one) {
+    const equivalent* const found = find(one.name);
+    return found ? found->description : "";
 }
 
-std::function<void()> peer::call(const std::string& operation, peer_form form) {
-    const equivalent* const one = find(operation);
+std::function<void()> peer::call(const operation& ours, peer_form form) {
+    const equivalent* const one = find(ours.name);
     if (!one || (form == peer_form::alpha && !one->mixes_pixels)) return {};
     images& held = *___images;
     switch (one->where) {
     case destination::kept:
         return [&held, one, form] { held.run(*one, form, held.kept); };
     case destination::in_place:
-        return [&held, one] { one->run(held.working, held.working); };
+    case destination::blended:
+        return [&held, one] { held.run(*one, peer_form::plain, held.working); };
     case destination::fresh:
         break;
     }
@@ -182,17 +330,18 @@ std::function<void()> peer::call(const std::string& operation, peer_form form) {
 
 void peer::restore() { ___images->pristine.copyTo(___images->working); }
 
-picture peer::result_of(const std::string& operation, peer_form form) {
-    const equivalent* const one = find(operation);
+picture peer::result_of(const operation& ours, peer_form form) {
+    const equivalent* const one = find(ours.name);
     if (!one) return {};
     restore();
-    Mat result = one->where == destination::in_place ? ___images->working : Mat();
+    const bool on_itself = one->where == destination::in_place || one->where == destination::blended;
+    Mat result = on_itself ? ___images->working : Mat();
     ___images->run(*one, form, result);
-    picture image{static_cast<unsigned>(result.cols), static_cast<unsigned>(result.rows), {}};
-    image.rgba.resize(image.pixels() * 4);
+    picture image{static_cast<unsigned>(result.cols), static_cast<unsigned>(result.rows),
+                  result.depth() == CV_8U ? 8u : 16u};
+    const std::size_t row_bytes = image.width * image.pixel_bytes();
     for (int row = 0; row < result.rows; ++row)
-        std::memcpy(&image.rgba[std::size_t{4} * image.width * static_cast<unsigned>(row)], result.ptr(row),
-                    std::size_t{4} * image.width);
+        std::memcpy(&image.bytes[row_bytes * static_cast<unsigned>(row)], result.ptr(row), row_bytes);
     return image;
 }
 

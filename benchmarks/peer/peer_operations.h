@@ -26,16 +26,16 @@ public:
     static std::string version();
 
     // What it calls, as in "resize INTER_AREA"; empty where it has no equivalent.
-    static std::string description(const std::string& operation);
+    static std::string description(const operation& one);
 
     // One call, result dropped; empty where the operation has no such form.
-    std::function<void()> call(const std::string& operation, peer_form form);
+    std::function<void()> call(const operation& one, peer_form form);
 
     // Makes the working picture as the source is.
     void restore();
 
     // What the form makes of the source.
-    picture result_of(const std::string& operation, peer_form form);
+    picture result_of(const operation& one, peer_form form);
 
 private:
     struct images;

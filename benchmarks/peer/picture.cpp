@@ -40,7 +40,8 @@ public:
     explicit holes(unsigned side)
         : ___cell(std::clamp(side / 4, 16u, 96u)) {}
 
-    std::uint8_t alpha(unsigned x, unsigned y) const {
+    // 0..1
+    float alpha(unsigned x, unsigned y) const {
         const unsigned column = x / ___cell, row = y / ___cell;
         const auto cell = static_cast<float>(___cell);
         const float dx = static_cast<float>(x % ___cell) - cell * (0.3f + 0.4f * chance(column, row, 20));
@@ -48,7 +49,7 @@ public:
         const float radius = cell * (0.12f + 0.16f * chance(column, row, 22));
         const float rim = cell * 0.025f;
         const float opacity = (std::sqrt(dx * dx + dy * dy) - radius) / rim + 0.5f;
-        return static_cast<std::uint8_t>(std::clamp(opacity, 0.0f, 1.0f) * 255.0f + 0.5f);
+        return std::clamp(opacity, 0.0f, 1.0f);
     }
 
 private:
@@ -57,10 +58,20 @@ private:
 
 } // namespace
 
-picture draw_photo(unsigned side) {
-    picture image{side, side, std::vector<std::uint8_t>(std::size_t{4} * side * side)};
+picture draw_photo(unsigned side, unsigned bits) {
+    picture image{side, side, bits};
     const holes cut(side);
-    std::uint8_t* sample = image.rgba.data();
+    std::size_t at = 0;
+    const auto put = [&image, &at](float value) {
+        const float full = image.bits == 8 ? 255.0f : 65535.0f;
+        const auto sample = static_cast<std::uint16_t>(value * full + 0.5f);
+        if (image.bits == 8) {
+            image.bytes[at++] = static_cast<std::uint8_t>(sample);
+        } else {
+            std::memcpy(&image.bytes[at], &sample, sizeof sample);
+            at += sizeof sample;
+        }
+    };
     for (unsigned y = 0; y < side; ++y) {
         for (unsigned x = 0; x < side; ++x) {
             const float light = 0.45f * hills(x, y, 180, 3) + 0.2f * hills(x, y, 31, 4) + 0.12f * hills(x, y, 6, 5);
@@ -68,10 +79,9 @@ picture draw_photo(unsigned side) {
             for (unsigned channel = 0; channel < 3; ++channel) {
                 const float tint = 0.3f * hills(x, y, 240, channel);
                 const float grain = 0.02f * (chance(x, y, 10 + channel) - 0.5f);
-                const float value = std::clamp(light + tint - shadow + grain, 0.0f, 1.0f);
-                *sample++ = static_cast<std::uint8_t>(value * 255.0f + 0.5f);
+                put(std::clamp(light + tint - shadow + grain, 0.0f, 1.0f));
             }
-            *sample++ = cut.alpha(x, y);
+            put(cut.alpha(x, y));
         }
     }
     return image;
@@ -80,9 +90,9 @@ picture draw_photo(unsigned side) {
 alpha_shares measure_alpha(const picture& image) {
     std::size_t transparent = 0, partial = 0;
     for (std::size_t pixel = 0; pixel < image.pixels(); ++pixel) {
-        const std::uint8_t alpha = image.rgba[pixel * 4 + 3];
-        transparent += alpha == 0;
-        partial += alpha != 0 && alpha != 255;
+        const double alpha = image.level(pixel * 4 + 3);
+        transparent += alpha <= 0.0;
+        partial += alpha > 0.0 && alpha < 255.0;
     }
     const auto all = static_cast<double>(image.pixels());
     return {static_cast<double>(transparent) / all, static_cast<double>(partial) / all};

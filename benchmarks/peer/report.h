@@ -6,17 +6,20 @@
 #include <vector>
 
 #include "benchmarks/peer/alpha_expansion.h"
+#include "benchmarks/peer/blend_modes.h"
 #include "benchmarks/peer/measurement.h"
 
 namespace zarn_bench {
 
 struct results {
     std::string command;
-    std::vector<unsigned> sides; // of the comparison, in order
-    alpha_shares alpha;          // of the largest picture
-    double foreign_load = 0.0;   // share of the machine that others used during the run
+    std::vector<unsigned> depths; // of the comparison, in bits, in order
+    std::vector<unsigned> sides;  // the same
+    alpha_shares alpha;           // of the largest picture
+    double foreign_load = 0.0;    // share of the machine that others used during the run
     std::vector<yardstick> memory;
     std::vector<measurement> measurements;
+    std::vector<blend_times> blends;
     std::vector<expansion> expansions;
     struct pairing {
         const operation* what;

@@ -73,7 +73,9 @@ std::vector<seconds> time_in_turn(const std::vector<contender>& contenders, cons
     std::vector<std::vector<double>> samples(count);
     const stopwatch::time_point start = stopwatch::now();
     for (unsigned round = 0; round < limits.most_rounds; ++round) {
-        if (round >= limits.fewest_rounds && stopwatch::now() - start >= limits.time) break;
+        const seconds spent = stopwatch::now() - start;
+        if (round >= limits.fewest_rounds && spent >= limits.time) break;
+        if (round > 0 && spent >= 4 * limits.time) break;
         for (std::size_t turn = 0; turn < count; ++turn) {
             // Every other round backwards: none always follows the same neighbour.
             const std::size_t n = round % 2 ? count - 1 - turn : turn;

@@ -16,7 +16,8 @@ struct contender {
     bool repeatable = true; // many runs may follow one prepare(): short ones are timed in batches
 };
 
-// How long to go on: until both the time is spent and the fewest rounds are done, and never beyond the most rounds.
+// How long to go on: until both the time is spent and the fewest rounds are done; never beyond the most rounds, nor
+// into another round when the time is spent four times over.
 struct patience {
     seconds time{0.5};
     unsigned fewest_rounds = 5;
