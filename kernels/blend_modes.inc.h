@@ -4,11 +4,13 @@
 // They are written over a Math that says what numbers are, so that the same text serves integers of every depth, reals
 // and vectors of either. It has, all static:
 //
-//   number              +, -, *, <, <=, >=. Integers may be unsigned: no mode takes the greater from the less, except
-//                       where the result is not chosen.
+//   number              +, -, *, <, <=, >=. A product may be of a type of its own, which only the divisions below take,
+//                       unless numbers are reals. Integers may be unsigned: no mode takes the greater from the less,
+//                       except where the result is not chosen.
 //   zero(), full()      the ends of the range                                    0, 255
 //   half(), quarter()   the middle of the range and half of that                 128, 64
 //   above(), twice_above_less_one()                                              256, 511
+//   times_above(x)      256 x, as a dividend
 //   choose(condition, a, b)   both are computed; a quotient by 0 must do no harm
 //   halved(x), quotient(a, b) divisions: truncating for integers; quotients above full scale count as full scale, so
 //                       any number from there on will do
@@ -47,14 +49,16 @@ Number capped(Number x) {
 // Multiplied in the dark half of `by`, screened in its bright half.
 template <class Math, class Number = typename Math::number>
 Number multiplied_or_screened(Number by, Number d, Number s) {
-    return Math::choose(by < Math::half(), Math::twice_over_full(s * d),
-                        Math::full() - Math::twice_over_full((Math::full() - s) * (Math::full() - d)));
+    const auto is_dark = by < Math::half();
+    const Number a = Math::choose(is_dark, s, Math::full() - s), b = Math::choose(is_dark, d, Math::full() - d);
+    const Number product = Math::twice_over_full(a * b);
+    return Math::choose(is_dark, product, Math::full() - product);
 }
 
 // `divisor` may be 0: then the result is nobody's.
 template <class Math, class Number = typename Math::number>
 Number burned(Number s, Number divisor) {
-    return Math::full() - capped<Math>(Math::quotient((Math::full() - s) * Math::above(), divisor));
+    return Math::full() - capped<Math>(Math::quotient(Math::times_above(Math::full() - s), divisor));
 }
 
 #define ZARN_BLEND_MODE(name, ...)                                                                                     \
@@ -80,14 +84,15 @@ ZARN_BLEND_MODE(hard_light, return multiplied_or_screened<Math>(s, d, s);)
 ZARN_BLEND_MODE(soft_light, {
     const Number lifted = Math::halved(d) + Math::quarter();
     // Integers divide the source by full scale first, which leaves nothing of the dark half.
-    const Number dark = Math::real ? lifted * s + lifted * s : Math::zero();
+    Number dark = Math::zero();
+    if constexpr (Math::real) dark = lifted * s + lifted * s;
     return Math::choose(s < Math::half(), dark,
                         Math::full() - Math::twice_over_full((Math::full() - lifted) * (Math::full() - s)));
 })
 ZARN_BLEND_MODE(overlay, return multiplied_or_screened<Math>(d, d, s);)
 ZARN_BLEND_MODE(color_dodge, {
     return Math::choose(d >= Math::full(), Math::full(),
-                        capped<Math>(Math::quotient(s * Math::above(), Math::full() - d)));
+                        capped<Math>(Math::quotient(Math::times_above(s), Math::full() - d)));
 })
 ZARN_BLEND_MODE(color_burn, return Math::choose(d <= Math::zero(), Math::zero(), burned<Math>(s, d));)
 ZARN_BLEND_MODE(linear_dodge, return add::apply<Math>(d, s);)
@@ -101,7 +106,7 @@ ZARN_BLEND_MODE(vivid_light, {
     const auto is_dark = d < Math::half();
     const Number divisor = Math::choose(is_dark, d + d, Math::twice_above_less_one() - (d + d));
     const Number amount = Math::choose(is_dark, Math::full() - s, s);
-    const Number part = capped<Math>(Math::quotient(amount * Math::above(), divisor));
+    const Number part = capped<Math>(Math::quotient(Math::times_above(amount), divisor));
     const Number dark = Math::choose(d <= Math::zero(), Math::zero(), Math::full() - part);
     Number bright = part;
     // The integers' divisor ends at 1, the reals' at 0.
@@ -111,8 +116,16 @@ ZARN_BLEND_MODE(vivid_light, {
 ZARN_BLEND_MODE(pin_light, {
     return Math::choose(d < Math::half(), least<Math>(s, d + d), greatest<Math>(s, d + d - Math::above()));
 })
-ZARN_BLEND_MODE(hard_mix,
-                { return Math::choose(vivid_light::apply<Math>(d, s) < Math::half(), Math::zero(), Math::full()); })
+// Vivid light, cut at the middle. Of integers, 256 (255 - s) / 2d reaches 128 exactly where 255 - s reaches d, and
+// 256 s / (511 - 2d) stays below 128 exactly where 2 s < 511 - 2d: in both halves of d, s + d above 255 is what is
+// full.
+ZARN_BLEND_MODE(hard_mix, {
+    if constexpr (Math::real) {
+        return Math::choose(vivid_light::apply<Math>(d, s) < Math::half(), Math::zero(), Math::full());
+    } else {
+        return Math::choose(s + d <= Math::full(), Math::zero(), Math::full());
+    }
+})
 ZARN_BLEND_MODE(reflect, {
     return Math::choose(s >= Math::full(), Math::full(), capped<Math>(Math::quotient(d * d, Math::full() - s)));
 })

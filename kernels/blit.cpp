@@ -31,6 +31,7 @@ struct integer_math {
     static constexpr number above() { return full_scale + 1; }
     static constexpr number twice_above_less_one() { return 2 * full_scale + 1; }
     static number choose(bool condition, number a, number b) { return condition ? a : b; }
+    static number times_above(number x) { return x * above(); }
     static number halved(number x) { return x / 2; }
     static number quotient(number a, number b) { return b ? a / b : 0; }
     static number over_above(number x) { return x / above(); }

@@ -31,131 +31,147 @@ using VF = hn::Vec<DF>;
 template <class Sample>
 using DS = hn::Rebind<Sample, DF>; // as many samples as a vector of floats has lanes
 
-// Numbers are computed in lanes of twice the sample's bits.
-template <class Sample>
-using DW = hn::ScalableTag<hwy::MakeWide<Sample>>;
+// Multiplication and addition that round once, at the end: what is exact in 16-bit blends hangs on it.
+constexpr bool has_fused_sums = HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_NEON;
 
-template <class Sample>
+template <class Format>
+constexpr bool is_supported = sizeof(typename Format::sample) == 1 || has_fused_sums;
+
 struct lane_condition {
-    hn::Mask<DW<Sample>> mask;
+    hn::Mask<DF> mask;
 };
 
-template <class Sample>
+// Integers in float lanes.
 struct lane_number {
-    hn::Vec<DW<Sample>> lanes;
+    VF lanes;
 
     friend HWY_INLINE lane_number operator+(lane_number a, lane_number b) { return {hn::Add(a.lanes, b.lanes)}; }
     friend HWY_INLINE lane_number operator-(lane_number a, lane_number b) { return {hn::Sub(a.lanes, b.lanes)}; }
-    friend HWY_INLINE lane_number operator*(lane_number a, lane_number b) { return {hn::Mul(a.lanes, b.lanes)}; }
-
-    // Products and quotients' dividends are never compared, so the top bit is free: signed comparisons are cheaper.
-    friend HWY_INLINE lane_condition<Sample> operator<(lane_number a, lane_number b) {
-        const hn::RebindToSigned<DW<Sample>> d;
-        return {hn::RebindMask(DW<Sample>(), hn::Lt(hn::BitCast(d, a.lanes), hn::BitCast(d, b.lanes)))};
-    }
-    friend HWY_INLINE lane_condition<Sample> operator<=(lane_number a, lane_number b) {
-        return {hn::Not((b < a).mask)};
-    }
-    friend HWY_INLINE lane_condition<Sample> operator>=(lane_number a, lane_number b) {
-        return {hn::Not((a < b).mask)};
-    }
+    friend HWY_INLINE lane_condition operator<(lane_number a, lane_number b) { return {hn::Lt(a.lanes, b.lanes)}; }
+    friend HWY_INLINE lane_condition operator<=(lane_number a, lane_number b) { return {hn::Le(a.lanes, b.lanes)}; }
+    friend HWY_INLINE lane_condition operator>=(lane_number a, lane_number b) { return {hn::Ge(a.lanes, b.lanes)}; }
 };
 
-// An estimate of a / b, at most 1 part in 2^20 off. Of a divisor 0 it is anything.
-HWY_INLINE VF estimated_quotient(VF a, VF b) {
+// A product of samples of 16 bits does not fit a lane, so it stays in its factors until it is divided.
+struct lane_product {
+    VF a, b;
+};
+HWY_INLINE lane_product operator*(lane_number a, lane_number b) { return {a.lanes, b.lanes}; }
+
+struct scaled_number {
+    VF lanes;
+};
+
+HWY_INLINE VF set(float value) { return hn::Set(DF(), value); }
+
+// An estimate of 1 / x, at most 1 part in 2^21 off. Of 0 it is anything.
+HWY_INLINE VF estimated_reciprocal(VF x) {
     #if HWY_ARCH_X86
     // The machine's estimate is good to 1.5 parts in 2^12; a step of Newton's squares that.
-    const VF rough = hn::ApproximateReciprocal(b);
-    return hn::Mul(a, hn::Mul(rough, hn::NegMulAdd(rough, b, hn::Set(DF(), 2.0f))));
+    const VF rough = hn::ApproximateReciprocal(x);
+    return hn::Mul(rough, hn::NegMulAdd(rough, x, set(2.0f)));
     #else
-    return hn::Div(a, b);
+    return hn::Div(set(1.0f), x);
     #endif
 }
 
-// The quotient of integers, up to 256 and right up to 255. The dividend a is at most 65280 and the divisor b at most
-// 511: (a + 1/2) / b lies 1 / 2b or more off the next integer on either side, 1 part in 130561 of itself at least: more
-// than the estimate is off.
-template <class D>
-HWY_INLINE hn::Vec<D> divide(D d, hn::Vec<D> a, hn::Vec<D> b, std::uint8_t) {
-    const hn::Half<D> half;
-    const VF bound = hn::Set(DF(), 256.0f), middle = hn::Set(DF(), 0.5f);
-    const auto part = [=](hn::Vec<decltype(half)> x, hn::Vec<decltype(half)> y) HWY_ATTR {
-        const VF dividend = hn::Add(hn::ConvertTo(DF(), hn::PromoteTo(DI(), x)), middle);
-        const VF quotient = estimated_quotient(dividend, hn::ConvertTo(DF(), hn::PromoteTo(DI(), y)));
-        return hn::DemoteTo(half, hn::ConvertTo(DI(), hn::Min(quotient, bound)));
-    };
-    return hn::Combine(d, part(hn::UpperHalf(half, a), hn::UpperHalf(half, b)),
-                       part(hn::LowerHalf(half, a), hn::LowerHalf(half, b)));
-}
-
-// The same up to 65535. The estimate's dividend is a with its lowest bit set: up to 65536 the estimate lies between
-// a / b - 1/16 and (a + 1) / b + 1/16, so its whole part is the quotient or a neighbour of it. The remainder, exact in
-// 32 bits, tells which.
-template <class D>
-HWY_INLINE hn::Vec<D> divide(D d, hn::Vec<D> a, hn::Vec<D> b, std::uint16_t) {
-    const auto one = hn::Set(DI(), 1);
-    const VF half = hn::ConvertTo(DF(), hn::BitCast(DI(), hn::ShiftRight<1>(a)));
-    const VF dividend = hn::Add(hn::Add(half, half), hn::Set(DF(), 1.0f));
-    const VF divisor = hn::ConvertTo(DF(), hn::BitCast(DI(), b));
-    const VF quotient = estimated_quotient(dividend, divisor);
-    const auto near = hn::ConvertTo(DI(), hn::Min(quotient, hn::Set(DF(), 65536.0f)));
-    const auto rest = hn::BitCast(DI(), hn::Sub(a, hn::Mul(hn::BitCast(d, near), b)));
-    const auto one_more = hn::IfThenZeroElse(hn::Lt(rest, hn::BitCast(DI(), b)), one);
-    const auto one_less = hn::IfThenElseZero(hn::Lt(rest, hn::Zero(DI())), one);
-    return hn::BitCast(d, hn::Sub(hn::Add(near, one_more), one_less));
-}
-
+// Quotients of 8 bits. Dividends are at most 2 * 255 * 255 and exact; of an integer and a half over n the next integer
+// is 1 / 2n away or more, 1 part in 2^17 where it is met at all (see each use), which no estimate bridges.
 template <class Sample>
-struct lane_math {
-    using number = lane_number<Sample>;
-    using condition = lane_condition<Sample>;
-    using D = DW<Sample>;
+struct division {
+    static constexpr float bound = 256.0f;
 
-    static constexpr bool real = false;
-    static constexpr int bits = 8 * sizeof(Sample);
-    static constexpr hwy::MakeWide<Sample> full_scale = static_cast<Sample>(~Sample{0});
-
-    static HWY_INLINE number set(hwy::MakeWide<Sample> x) { return {hn::Set(D(), x)}; }
-    static HWY_INLINE number zero() { return {hn::Zero(D())}; }
-    static HWY_INLINE number full() { return set(full_scale); }
-    static HWY_INLINE number half() { return set(full_scale / 2 + 1); }
-    static HWY_INLINE number quarter() { return set(full_scale / 4 + 1); }
-    static HWY_INLINE number above() { return set(full_scale + 1); }
-    static HWY_INLINE number twice_above_less_one() { return set(2 * full_scale + 1); }
-    static HWY_INLINE number choose(condition c, number a, number b) {
-        return {hn::IfThenElse(c.mask, a.lanes, b.lanes)};
+    // x / 255: (x + 1/2) / 255 is 1/510 or more away from integers, 1 part in 2^18.
+    static HWY_INLINE VF over_full(lane_product x) { return over_full(hn::Mul(x.a, x.b)); }
+    static HWY_INLINE VF twice_over_full(lane_product x) { return over_full(hn::Mul(hn::Add(x.a, x.a), x.b)); }
+    static HWY_INLINE VF over_above(lane_product x) {
+        return hn::Trunc(hn::Mul(hn::Mul(x.a, x.b), set(1.0f / 256.0f)));
     }
-    static HWY_INLINE number halved(number x) { return {hn::ShiftRight<1>(x.lanes)}; }
-    static HWY_INLINE number quotient(number a, number b) { return {divide(D(), a.lanes, b.lanes, Sample{})}; }
-    static HWY_INLINE number over_above(number x) { return {hn::ShiftRight<bits>(x.lanes)}; }
 
-    // For x up to full * full = (2^n - 1)^2. Be x = full * q + r with r < full, so x = 2^n * q + (r - q), and q <=
-    // full. The high half of x is q where r >= q, else q - 1; added to x with 1 more where r >= q, it gives 2^n * q + r
-    // + 1 or 2^n * q + r: either way the high half is q.
-    static HWY_INLINE number over_full(number x) { return over_above(x + over_above(x) + set(1)); }
+    // x is 65280 at most: (x + 1/2) / divisor is 1 part in 130561 or more away from integers.
+    static HWY_INLINE VF quotient(VF x, VF divisor) {
+        const VF near = hn::Mul(hn::Add(x, set(0.5f)), estimated_reciprocal(divisor));
+        return hn::Trunc(hn::Min(near, set(bound)));
+    }
+    static HWY_INLINE VF quotient(lane_product x, VF divisor) { return quotient(hn::Mul(x.a, x.b), divisor); }
+    static HWY_INLINE VF scaled_quotient(VF x, VF divisor) { return quotient(hn::Mul(x, set(256.0f)), divisor); }
 
-    // Twice the quotient, and 1 more where twice the remainder reaches full scale, which is odd.
-    static HWY_INLINE number twice_over_full(number x) {
-        const number q = over_full(x);
-        const number rest = x - q * full();
-        return choose(rest >= half(), q + q + set(1), q + q);
+private:
+    static HWY_INLINE VF over_full(VF x) { return hn::Trunc(hn::Mul(hn::Add(x, set(0.5f)), set(1.0f / 255.0f))); }
+};
+
+// Quotients of 16 bits. An estimate of a quotient below 2^17 is less than 1/16 off; less 1/16 and truncated it is right
+// or 1 too small, which the remainder tells. Remainders are sums that are exact but for the last rounding, and integers
+// below 2^24, so they are exact altogether.
+template <>
+struct division<std::uint16_t> {
+    static constexpr float bound = 65536.0f;
+
+    static HWY_INLINE VF over_full(lane_product x) {
+        const VF near = less_a_sixteenth(hn::Mul(x.a, x.b), set(1.0f / 65535.0f));
+        // a * b - near * 65535
+        const VF rest = hn::Add(hn::MulSub(x.a, x.b, hn::Mul(near, set(65536.0f))), near);
+        return raised(near, rest, set(65535.0f));
+    }
+    static HWY_INLINE VF twice_over_full(lane_product x) { return over_full({hn::Add(x.a, x.a), x.b}); }
+    static HWY_INLINE VF over_above(lane_product x) {
+        const VF near = less_a_sixteenth(hn::Mul(x.a, x.b), set(1.0f / 65536.0f));
+        return raised(near, hn::MulSub(x.a, x.b, hn::Mul(near, set(65536.0f))), set(65536.0f));
+    }
+
+    static HWY_INLINE VF quotient(lane_product x, VF divisor) {
+        const VF product = hn::Mul(x.a, x.b);
+        const VF lost = hn::MulSub(x.a, x.b, product); // to rounding
+        const VF near = bounded(less_a_sixteenth(product, estimated_reciprocal(divisor)));
+        return raised(near, hn::Add(hn::NegMulAdd(near, divisor, product), lost), divisor);
+    }
+    // Of 65536 x, which is exact.
+    static HWY_INLINE VF scaled_quotient(VF x, VF divisor) {
+        const VF scaled = hn::Mul(x, set(65536.0f));
+        const VF near = bounded(less_a_sixteenth(scaled, estimated_reciprocal(divisor)));
+        return raised(near, hn::NegMulAdd(near, divisor, scaled), divisor);
+    }
+
+private:
+    // Below 0 it is truncated to 0 as well.
+    static HWY_INLINE VF less_a_sixteenth(VF x, VF reciprocal) {
+        return hn::Trunc(hn::MulSub(x, reciprocal, set(0.0625f)));
+    }
+    static HWY_INLINE VF bounded(VF quotient) { return hn::Min(quotient, set(bound)); }
+    static HWY_INLINE VF raised(VF near, VF rest, VF divisor) {
+        return hn::Add(near, hn::IfThenElseZero(hn::Ge(rest, divisor), set(1.0f)));
     }
 };
 
-// Samples [part * lanes of a float vector, ...) of a vector of numbers, as floats.
-template <unsigned part, class D>
-HWY_INLINE VF floats(D d, hn::Vec<D> numbers) {
-    if constexpr (sizeof(hn::TFromD<D>) == 4) {
-        return hn::ConvertTo(DF(), hn::BitCast(DI(), numbers));
-    } else {
-        const hn::Half<D> half;
-        (void)d;
-        if constexpr (part == 0)
-            return hn::ConvertTo(DF(), hn::PromoteTo(DI(), hn::LowerHalf(half, numbers)));
-        else
-            return hn::ConvertTo(DF(), hn::PromoteTo(DI(), hn::UpperHalf(half, numbers)));
+template <class Sample>
+struct lane_math {
+    using number = lane_number;
+
+    static constexpr bool real = false;
+    static constexpr unsigned full_scale = static_cast<Sample>(~Sample{0});
+
+    static HWY_INLINE number constant(unsigned value) { return {set(static_cast<float>(value))}; }
+    static HWY_INLINE number zero() { return {hn::Zero(DF())}; }
+    static HWY_INLINE number full() { return constant(full_scale); }
+    static HWY_INLINE number half() { return constant(full_scale / 2 + 1); }
+    static HWY_INLINE number quarter() { return constant(full_scale / 4 + 1); }
+    static HWY_INLINE number above() { return constant(full_scale + 1); }
+    static HWY_INLINE number twice_above_less_one() { return constant(2 * full_scale + 1); }
+    static HWY_INLINE number choose(lane_condition c, number a, number b) {
+        return {hn::IfThenElse(c.mask, a.lanes, b.lanes)};
     }
-}
+    static HWY_INLINE number halved(number x) { return {hn::Trunc(hn::Mul(x.lanes, set(0.5f)))}; }
+    static HWY_INLINE scaled_number times_above(number x) { return {x.lanes}; }
+    static HWY_INLINE number quotient(scaled_number x, number divisor) {
+        return {division<Sample>::scaled_quotient(x.lanes, divisor.lanes)};
+    }
+    static HWY_INLINE number quotient(lane_product x, number divisor) {
+        return {division<Sample>::quotient(x, divisor.lanes)};
+    }
+    static HWY_INLINE number over_above(lane_product x) { return {division<Sample>::over_above(x)}; }
+    static HWY_INLINE number over_full(lane_product x) { return {division<Sample>::over_full(x)}; }
+    static HWY_INLINE number twice_over_full(lane_product x) { return {division<Sample>::twice_over_full(x)}; }
+};
 
 template <class Sample>
 struct mixing {
@@ -164,46 +180,34 @@ struct mixing {
     hn::Vec<DS<Sample>> raised_alpha; // the same where the alpha rule applies, else none
 };
 
-template <unsigned part, class Sample>
-HWY_INLINE void mix(Sample* destination, const Sample* source, hn::Vec<DW<Sample>> d, hn::Vec<DW<Sample>> s,
-                    hn::Vec<DW<Sample>> blended, const mixing<Sample>& m) {
-    const DS<Sample> ds;
-    const DW<Sample> dw;
-    const std::size_t at = part * hn::Lanes(DF());
-    // A pixel is one block of four lanes.
-    const VF weight = hn::Mul(hn::Mul(hn::Broadcast<3>(floats<part>(dw, s)), m.to_unit), m.opacity);
-    const VF rest = hn::Sub(hn::Set(DF(), 1.0f), weight);
-    const VF sum = hn::Add(hn::Mul(floats<part>(dw, d), rest), hn::Mul(floats<part>(dw, blended), weight));
-    const auto colour = hn::DemoteTo(ds, hn::ConvertTo(DI(), sum));
-    const auto old = hn::LoadU(ds, destination + at);
-    const auto alpha = hn::Max(old, hn::And(hn::LoadU(ds, source + at), m.raised_alpha));
-    hn::StoreU(hn::IfVecThenElse(m.alpha, alpha, colour), ds, destination + at);
-}
-
 template <class Sample, class Mode>
 HWY_INLINE void blend_vector(Sample* destination, const Sample* source, const mixing<Sample>& m) {
-    const DW<Sample> dw;
-    const hn::Rebind<Sample, DW<Sample>> narrow;
-    const auto d = hn::PromoteTo(dw, hn::LoadU(narrow, destination));
-    const auto s = hn::PromoteTo(dw, hn::LoadU(narrow, source));
-    const auto blended = Mode::template apply<lane_math<Sample>>(lane_number<Sample>{d}, lane_number<Sample>{s}).lanes;
-    mix<0>(destination, source, d, s, blended, m);
-    if constexpr (sizeof(Sample) == 1) mix<1>(destination, source, d, s, blended, m);
+    const DS<Sample> ds;
+    const auto old = hn::LoadU(ds, destination), over = hn::LoadU(ds, source);
+    const VF d = hn::ConvertTo(DF(), hn::PromoteTo(DI(), old)), s = hn::ConvertTo(DF(), hn::PromoteTo(DI(), over));
+    const VF blended = Mode::template apply<lane_math<Sample>>(lane_number{d}, lane_number{s}).lanes;
+    // A pixel is one block of four lanes.
+    const VF weight = hn::Mul(hn::Mul(hn::Broadcast<3>(s), m.to_unit), m.opacity);
+    const VF rest = hn::Sub(set(1.0f), weight);
+    const VF sum = hn::Add(hn::Mul(d, rest), hn::Mul(blended, weight));
+    const auto colour = hn::TruncateTo(ds, hn::BitCast(hn::RebindToUnsigned<DI>(), hn::ConvertTo(DI(), sum)));
+    const auto alpha = hn::Max(old, hn::And(over, m.raised_alpha));
+    hn::StoreU(hn::IfVecThenElse(m.alpha, alpha, colour), ds, destination);
 }
 
 template <class Format, class Mode>
 void blend_rows(const blit_job& job, row_range rows) {
     using sample = typename Format::sample;
     constexpr std::uint64_t n = 4;
-    constexpr std::size_t most_lanes = hn::MaxLanes(DW<sample>());
-    const std::size_t lanes = hn::Lanes(DW<sample>());
+    constexpr std::size_t most_lanes = hn::MaxLanes(DF());
+    const std::size_t lanes = hn::Lanes(DF());
 
     sample alpha[most_lanes] = {}, raised[most_lanes] = {};
     for (std::size_t i = n - 1; i < lanes; i += n) {
         alpha[i] = Format::full;
         raised[i] = job.keep_alpha ? sample{0} : Format::full;
     }
-    const mixing<sample> m{hn::Set(DF(), Format::to_unit), hn::Set(DF(), job.opacity), hn::LoadU(DS<sample>(), alpha),
+    const mixing<sample> m{set(Format::to_unit), set(job.opacity), hn::LoadU(DS<sample>(), alpha),
                            hn::LoadU(DS<sample>(), raised)};
 
     const auto at = [](const blit_picture& picture, std::uint32_t x, std::uint32_t y) {
@@ -227,13 +231,16 @@ void blend_rows(const blit_job& job, row_range rows) {
 }
 
 template <class Format>
-bool blend(std::uint32_t mode, const blit_job& job, row_range rows) {
-    #define ZARN_BLEND_ROWS(name) blend_rows<Format, name>,
-    static constexpr blit_rows kernels[] = {ZARN_FOR_EACH_BLEND_MODE(ZARN_BLEND_ROWS)};
-    #undef ZARN_BLEND_ROWS
+bool blend([[maybe_unused]] std::uint32_t mode, const blit_job& job, [[maybe_unused]] row_range rows) {
     if (!(job.opacity >= 0.0f && job.opacity <= 1.0f)) return false;
-    kernels[mode](job, rows);
-    return true;
+    if constexpr (is_supported<Format>) {
+    #define ZARN_BLEND_ROWS(name) blend_rows<Format, name>,
+        static constexpr blit_rows kernels[] = {ZARN_FOR_EACH_BLEND_MODE(ZARN_BLEND_ROWS)};
+    #undef ZARN_BLEND_ROWS
+        kernels[mode](job, rows);
+        return true;
+    }
+    return false;
 }
 
 #endif
