@@ -80,6 +80,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/depth.cpp
     kernels/vector/gaussian_blur.cpp
     kernels/vector/gaussian_doubles.cpp
+    kernels/vector/move_pixels.cpp
     kernels/vector/normalize.cpp
     kernels/vector/rotate.cpp
     kernels/vector/sharpen.cpp

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "kernels/pixel_format.h"
+#include "kernels/vector/move_pixels.h"
 
 namespace zarn {
 
@@ -101,7 +102,7 @@ void flip_horizontal_rows(const geometry_job& job, row_range rows) {
     for (std::uint32_t row = rows.start; row < rows.end; ++row) {
         const unsigned char* from = source_row<Bytes>(job, row);
         unsigned char* to = destination_row<Bytes>(job, row);
-        for (std::uint64_t x = 0; x < job.width; ++x)
+        for (std::uint64_t x = vector::reverse_pixels(from, to, job.width, Bytes); x < job.width; ++x)
             store<Bytes>(to + x * Bytes, load<Bytes>(from + (job.width - 1 - x) * Bytes));
     }
 }
@@ -117,6 +118,7 @@ void flip_vertical_rows(const geometry_job& job, row_range rows) {
 // Positions are 16.16 fixed point; 64 bits keep them right for sides from 65536 on.
 template <unsigned Bytes>
 void nearest_rows(const geometry_job& job, row_range rows) {
+    constexpr std::uint64_t one = 1 << 16;
     const std::uint64_t step_x = (static_cast<std::uint64_t>(job.source_width) << 16) / job.width;
     const std::uint64_t step_y = (static_cast<std::uint64_t>(job.source_height) << 16) / job.height;
     const unsigned char* last_from = nullptr;
@@ -129,7 +131,10 @@ void nearest_rows(const geometry_job& job, row_range rows) {
             continue;
         }
         last_from = from;
-        for (std::uint64_t x = 0; x < job.width; ++x) {
+        std::uint64_t x = 0;
+        if (step_x == 2 * one) x = vector::every_second_pixel(from, to, job.width, Bytes);
+        if (step_x == one / 2) x = vector::every_pixel_twice(from, to, job.width, Bytes);
+        for (; x < job.width; ++x) {
             store<Bytes>(to + x * Bytes, load<Bytes>(from + ((x * step_x) >> 16) * Bytes));
         }
     }
