@@ -106,6 +106,7 @@ set(ZARN_OPERATION_SOURCES
     operations/native_values.cpp
     operations/normalize_values.cpp
     operations/normals.cpp
+    operations/real_blit.cpp
     operations/real_file.cpp
     operations/real_geometry.cpp
     operations/tone.cpp
@@ -123,6 +124,11 @@ set(ZARN_CHANNEL_SOURCES
     channel/image_grayscale.cpp
 )
 
+set(ZARN_REAL_SOURCES
+    real/image_real_32.cpp
+    real/real_image.cpp
+)
+
 set(ZARN_SOURCES
     ${ZARN_CORE_SOURCES}
     ${ZARN_PLATFORM_SOURCES}
@@ -130,4 +136,5 @@ set(ZARN_SOURCES
     ${ZARN_OPERATION_SOURCES}
     ${ZARN_RGBA_SOURCES}
     ${ZARN_CHANNEL_SOURCES}
+    ${ZARN_REAL_SOURCES}
 )

@@ -7,8 +7,8 @@
 
 #include <zarn/blend.h>
 
-#include "kernels/low_bits.h"
 #include "kernels/pixel_format.h"
+#include "kernels/store.h"
 #include "kernels/vector/blit.h"
 
 namespace zarn {
@@ -43,12 +43,28 @@ struct integer_math {
     }
 };
 
-template <class Sample>
-using math_of = integer_math<Sample>;
+struct real_math {
+    using number = float;
 
-// Samples of more bits than a float's mantissa are mixed in double.
-template <class Sample>
-using mix_real = std::conditional_t<(sizeof(Sample) > 2), double, float>;
+    static constexpr bool real = true;
+
+    static constexpr number zero() { return 0.0f; }
+    static constexpr number full() { return 1.0f; }
+    static constexpr number half() { return 0.5f; }
+    static constexpr number quarter() { return 0.25f; }
+    static constexpr number above() { return 1.0f; }
+    static constexpr number twice_above_less_one() { return 2.0f; }
+    static number choose(bool condition, number a, number b) { return condition ? a : b; }
+    static number times_above(number x) { return x; }
+    static number halved(number x) { return x / 2.0f; }
+    static number quotient(number a, number b) { return a / b; }
+    static number over_above(number x) { return x; }
+    static number over_full(number x) { return x; }
+    static number twice_over_full(number x) { return 2.0f * x; }
+};
+
+template <class Format>
+using math_of = std::conditional_t<is_real<Format>, real_math, integer_math<typename Format::sample>>;
 
 // Calls work(destination, source, count) for every row.
 template <class Format, class Work>
@@ -84,8 +100,8 @@ void for_each_pixel(const blit_job& job, row_range rows, Work work) {
 
 // How far the destination moves towards the blended colour.
 template <class Format>
-mix_real<typename Format::sample> weight_of(const blit_job& job, const typename Format::sample* source) {
-    using real = mix_real<typename Format::sample>;
+typename Format::real weight_of(const blit_job& job, const typename Format::sample* source) {
+    using real = typename Format::real;
     if constexpr (Format::has_alpha) {
         const real alpha = static_cast<real>(source[Format::colours]) * static_cast<real>(Format::to_unit);
         return alpha * static_cast<real>(job.opacity);
@@ -110,9 +126,9 @@ template <class Format, class Mode, blend_code code>
 void blend_rows(const blit_job& job, row_range rows) {
     if (blend_in_vectors<Format>(code, job, rows)) return;
     using sample = typename Format::sample;
-    using math = math_of<sample>;
+    using math = math_of<Format>;
     using number = typename math::number;
-    using real = mix_real<sample>;
+    using real = typename Format::real;
     for_each_pixel<Format>(job, rows, [&job](sample* destination, const sample* source) {
         const real weight = weight_of<Format>(job, source);
         const real rest = real{1} - weight;
@@ -120,7 +136,7 @@ void blend_rows(const blit_job& job, row_range rows) {
             const number blended =
                 Mode::template apply<math>(static_cast<number>(destination[c]), static_cast<number>(source[c]));
             destination[c] =
-                low_bits<sample>(static_cast<real>(destination[c]) * rest + static_cast<real>(blended) * weight);
+                stored<Format>(static_cast<real>(destination[c]) * rest + static_cast<real>(blended) * weight);
         }
     });
 }
@@ -162,7 +178,39 @@ blit_rows blit_rows_for(std::uint32_t mode) noexcept {
     return mode == ZARN_BLEND_CUSTOM ? custom_rows<Format> : alpha_rows<Format>;
 }
 
+// The callback works on a copy of the destination pixel, and its source may be of the other layout.
+template <class Format, class Source>
+void custom_real_rows(const blit_job& job, row_range rows) {
+    using sample = typename Format::sample;
+    constexpr unsigned n = channels<Format>;
+    const auto at = [](const blit_picture& picture, std::uint32_t x, std::uint64_t y) { return y * picture.width + x; };
+    for (std::uint32_t row = rows.start; row < rows.end; ++row) {
+        const std::uint32_t destination_row = job.destination_y + (row - job.source_y);
+        auto* destination =
+            static_cast<sample*>(job.destination) + at(job.destination_picture, job.destination_x, destination_row) * n;
+        const auto* source =
+            static_cast<const sample*>(job.source) + at(job.source_picture, job.source_x, row) * channels<Source>;
+        for (std::uint32_t x = 0; x < job.columns; ++x, destination += n, source += channels<Source>) {
+            sample pixel[n];
+            std::copy(destination, destination + n, pixel);
+            const sample alpha = source[Source::colours];
+            if (!job.keep_alpha) pixel[Format::colours] = std::max(pixel[Format::colours], alpha);
+            job.custom->call(*job.custom, weight_of<Source>(job, source), pixel, source, pixel);
+            std::copy(pixel, pixel + n, destination);
+        }
+    }
+}
+
 #define ZARN_INSTANTIATE(format) template blit_rows blit_rows_for<format>(std::uint32_t) noexcept;
-ZARN_FOR_EACH_INTEGER_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+#undef ZARN_INSTANTIATE
+
+#define ZARN_INSTANTIATE(colour, grey)                                                                                 \
+    template void custom_real_rows<colour, colour>(const blit_job&, row_range);                                        \
+    template void custom_real_rows<colour, grey>(const blit_job&, row_range);                                          \
+    template void custom_real_rows<grey, colour>(const blit_job&, row_range);                                          \
+    template void custom_real_rows<grey, grey>(const blit_job&, row_range);
+ZARN_INSTANTIATE(colour_real_32, grey_real_32)
+ZARN_INSTANTIATE(colour_real_16, grey_real_16)
 
 } // namespace zarn

@@ -43,4 +43,9 @@ using blit_rows = void (*)(const blit_job& job, row_range rows);
 template <class Format>
 blit_rows blit_rows_for(std::uint32_t mode) noexcept;
 
+// The kernel of the custom mode between real formats of either layout, both with the top row first. The callback's
+// result is the destination it is handed.
+template <class Format, class Source>
+void custom_real_rows(const blit_job& job, row_range rows);
+
 } // namespace zarn

@@ -1,8 +1,10 @@
 #include <algorithm>
+#include <type_traits>
 
 #include "kernels/blur.h"
 #include "kernels/box_passes.h"
 #include "kernels/pixel_format.h"
+#include "kernels/store.h"
 #include "kernels/vector/box_blur.h"
 
 namespace zarn {
@@ -15,28 +17,56 @@ struct span_sums {
     using sample = typename Format::sample;
 
     typename Format::box_sum sums[channels<Format>] = {};
-    typename Format::box_sum visible = 0;
+    std::conditional_t<is_real<Format>, std::uint64_t, typename Format::box_sum> visible = 0;
+    // Visible pixels that would not leave the sums as they found them. They are never in the sums.
+    std::uint64_t untamed = 0;
 
     void add(const sample* pixel) {
         if (!is_visible<Format>(pixel)) return;
-        for (unsigned c = 0; c < channels<Format>; ++c) sums[c] += pixel[c];
         ++visible;
+        if (!is_tame(pixel)) {
+            ++untamed;
+            return;
+        }
+        for (unsigned c = 0; c < channels<Format>; ++c) sums[c] += number(pixel[c]);
     }
 
     void remove(const sample* pixel) {
         if (!is_visible<Format>(pixel)) return;
-        for (unsigned c = 0; c < channels<Format>; ++c) sums[c] -= pixel[c];
         --visible;
+        if (!is_tame(pixel)) {
+            --untamed;
+            return;
+        }
+        for (unsigned c = 0; c < channels<Format>; ++c) sums[c] -= number(pixel[c]);
+    }
+
+    // Adds a pixel that is never removed again, whatever it is.
+    void add_for_good(const sample* pixel) {
+        if (!is_visible<Format>(pixel)) return;
+        for (unsigned c = 0; c < channels<Format>; ++c) sums[c] += number(pixel[c]);
+        ++visible;
+    }
+
+    // Integers always. Infinities, NaN and numbers beside which others drown cannot be taken out of a sum again.
+    static bool is_tame(const sample* pixel) {
+        if constexpr (is_real<Format>) {
+            constexpr float bound = 1.0e9f;
+            for (unsigned c = 0; c < channels<Format>; ++c) {
+                if (!(number(pixel[c]) < bound && number(pixel[c]) > -bound)) return false;
+            }
+        }
+        return true;
     }
 
     // A span without visible pixels has colour 0 even where colour is kept.
     void write(const box_pass_job& job, std::uint32_t all, const sample* pixel, sample* out) const {
         for (unsigned c = 0; c < Format::colours; ++c) {
-            out[c] = !visible ? sample{0} : job.blur_colour ? static_cast<sample>(sums[c] / visible) : pixel[c];
+            out[c] = !visible ? sample(0) : job.blur_colour ? stored_mean<Format>(sums[c], visible) : pixel[c];
         }
         if constexpr (Format::has_alpha) {
             constexpr unsigned a = Format::colours;
-            out[a] = job.blur_alpha ? static_cast<sample>(sums[a] / all) : pixel[a];
+            out[a] = job.blur_alpha ? stored_mean<Format>(sums[a], all) : pixel[a];
         }
     }
 };
@@ -73,6 +103,16 @@ void run_lines(const box_pass_job& job, const box_line& line, std::uint32_t coun
             const std::uint64_t at = l * lines.line_step;
             if (leaves) spans[l].remove(leaving + at);
             if (enters) spans[l].add(entering + at);
+            if constexpr (is_real<Format>) {
+                if (spans[l].untamed) {
+                    span_sums<Format> whole;
+                    for (std::uint64_t j = start; j < start + all; ++j) {
+                        whole.add_for_good(lines.source + place(line.in_source(j)) * lines.step + at);
+                    }
+                    whole.write(job, all, pixel + at, out + l * lines.out_line_step);
+                    continue;
+                }
+            }
             spans[l].write(job, all, pixel + at, out + l * lines.out_line_step);
         }
     }
@@ -178,6 +218,6 @@ void box_band(const box_job& job, row_range rows) {
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template void box_band_ends<format>(const box_job&, row_range);                                                    \
     template void box_band<format>(const box_job&, row_range);
-ZARN_FOR_EACH_INTEGER_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

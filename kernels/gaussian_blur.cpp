@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
 
 #include "kernels/blur.h"
 #include "kernels/gaussian_passes.h"
 #include "kernels/pixel_format.h"
+#include "kernels/store.h"
 #include "kernels/vector/gaussian_blur.h"
 
 namespace zarn {
@@ -20,18 +22,26 @@ struct tap_sums {
     double visible = 0.0;
 
     void add(double weight, const sample* pixel) {
+        if constexpr (is_real<Format>) {
+            // Not even times 0: an invisible colour need not be finite.
+            if (!is_visible<Format>(pixel)) return;
+        }
         // The alpha of an invisible pixel is 0, so one weight serves colour and alpha.
         const double visible_weight = is_visible<Format>(pixel) ? weight : 0.0;
-        for (unsigned c = 0; c < channels<Format>; ++c) sums[c] += visible_weight * pixel[c];
+        for (unsigned c = 0; c < channels<Format>; ++c) sums[c] += visible_weight * number(pixel[c]);
         visible += visible_weight;
     }
 
+    static sample quotient(double sum, double weight) {
+        return static_cast<sample>(static_cast<std::conditional_t<is_real<Format>, float, double>>(sum / weight));
+    }
+
     void write_colour(sample* out) const {
-        for (unsigned c = 0; c < Format::colours; ++c) out[c] = static_cast<sample>(sums[c] / visible);
+        for (unsigned c = 0; c < Format::colours; ++c) out[c] = quotient(sums[c], visible);
     }
 
     void write_alpha(double all, sample* out) const {
-        if constexpr (Format::has_alpha) out[Format::colours] = static_cast<sample>(sums[Format::colours] / all);
+        if constexpr (Format::has_alpha) out[Format::colours] = quotient(sums[Format::colours], all);
     }
 };
 
@@ -91,7 +101,7 @@ void blur_along_rows(const gaussian_pass& pass, row_range rows) {
             if (sums.visible != 0.0) {
                 sums.write_colour(out);
             } else {
-                std::fill(out, out + Format::colours, sample{0});
+                std::fill(out, out + Format::colours, sample(0));
             }
             sums.write_alpha(weights.sum(x - taps.first, taps.last - x) / fixed_scale, out);
         }
@@ -169,6 +179,6 @@ void gaussian_band(const gaussian_job& job, row_range rows) {
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template void gaussian_band_ends<format>(const gaussian_job&, row_range);                                          \
     template void gaussian_band<format>(const gaussian_job&, row_range);
-ZARN_FOR_EACH_INTEGER_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

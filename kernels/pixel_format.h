@@ -71,6 +71,7 @@ template <class Sample, unsigned Colours>
 struct real_format {
     using sample = Sample;
     using real = float;
+    using box_sum = double;
 
     static constexpr unsigned colours = Colours;
     static constexpr bool has_alpha = true;

@@ -1,4 +1,5 @@
-// A separable Gaussian over reals with colour weighted by alpha: half-transparent pixels count half. Edges are repeated.
+// A separable Gaussian over reals with colour weighted by alpha: half-transparent pixels count half. Edges are
+// repeated.
 #pragma once
 
 #include <cstdint>

@@ -49,7 +49,8 @@ owned_pixels copy_source(blit_job& job, std::uint32_t rows) noexcept {
 }
 
 template <class Format>
-unsigned int do_blit(image_state& image, blit_job job, std::uint32_t rows, const blit_mixing& mixing) noexcept {
+unsigned int do_blit(image_state& image, blit_job job, std::uint32_t rows, const blit_mixing& mixing,
+                     blit_rows kernel) noexcept {
     if (mixing.mode == ZARN_BLEND_CUSTOM && !mixing.custom.host_callback) {
         return fail_method(image, L"___do_blit(). ZARN_BLEND_CUSTOM without blend_callback.");
     }
@@ -60,7 +61,7 @@ unsigned int do_blit(image_state& image, blit_job job, std::uint32_t rows, const
     }
     operation_bands bands(image, L"blit", job.source_y, job.source_y + rows, at_most_one_band_per_row(image, rows));
     if (!bands) return 0;
-    bands.run(job, blit_rows_for<Format>(mixing.mode));
+    bands.run(job, kernel ? kernel : blit_rows_for<Format>(mixing.mode));
     return 1;
 }
 
@@ -68,7 +69,7 @@ unsigned int do_blit(image_state& image, blit_job job, std::uint32_t rows, const
 
 template <class Format>
 unsigned int blit(image_state& image, const image_state& source, const blit_placement& placement,
-                  const blit_mixing& mixing) noexcept {
+                  const blit_mixing& mixing, blit_rows kernel) noexcept {
     if (!has_pixels(image) || !has_pixels(source)) return 1;
     const visible_span columns =
         clip(placement.source_x, placement.width, source.width, placement.destination_x, image.width);
@@ -91,12 +92,12 @@ unsigned int blit(image_state& image, const image_state& source, const blit_plac
     job.opacity = mixing.opacity;
     job.keep_alpha = mixing.keep_alpha;
     job.custom = &mixing.custom;
-    return do_blit<Format>(image, job, narrow(rows.end - rows.start), mixing);
+    return do_blit<Format>(image, job, narrow(rows.end - rows.start), mixing, kernel);
 }
 
 #define ZARN_INSTANTIATE(format)                                                                                       \
-    template unsigned int blit<format>(image_state&, const image_state&, const blit_placement&,                        \
-                                       const blit_mixing&) noexcept;
-ZARN_FOR_EACH_INTEGER_FORMAT(ZARN_INSTANTIATE)
+    template unsigned int blit<format>(image_state&, const image_state&, const blit_placement&, const blit_mixing&,    \
+                                       blit_rows) noexcept;
+ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

@@ -23,8 +23,9 @@ struct blit_mixing {
     custom_blend custom; // its host_callback may be null
 };
 
+// `kernel` takes the place of the mode's own where it is not null.
 template <class Format>
 unsigned int blit(image_state& image, const image_state& source, const blit_placement& placement,
-                  const blit_mixing& mixing) noexcept;
+                  const blit_mixing& mixing, blit_rows kernel = nullptr) noexcept;
 
 } // namespace zarn

@@ -249,6 +249,6 @@ unsigned int box_blur(image_state& image, std::uint32_t radius, blur_switches bl
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template unsigned int gaussian_blur<format>(image_state&, float, bool, blur_switches) noexcept;                    \
     template unsigned int box_blur<format>(image_state&, std::uint32_t, blur_switches) noexcept;
-ZARN_FOR_EACH_INTEGER_FORMAT(ZARN_INSTANTIATE)
+ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

@@ -23,6 +23,7 @@
 namespace zarn {
 enum class tone_curve : std::uint8_t;
 struct blit_placement;
+struct custom_blend;
 struct grey_mix_job;
 struct real_flags;
 struct row_range;
@@ -220,9 +221,9 @@ protected:
                                 void (*kernel)(const zarn::grey_mix_job&, zarn::row_range));
     void ___adjust(zarn::tone_curve curve, float amount);
     unsigned int ___resample(unsigned int width, unsigned int height, unsigned int mode);
-    template <class Callback>
+    // The custom blend's user data is the context of the callback's caller.
     unsigned int ___blit(const zarn_real_image& source, const zarn::blit_placement& placement, Sample opacity,
-                         unsigned int mode, unsigned int flags, Callback callback, void* user_data);
+                         unsigned int mode, unsigned int flags, const zarn::custom_blend& custom);
 
     zarn::image_state ___state;
     unsigned int ___is_grayscale = 0;
