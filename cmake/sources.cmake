@@ -77,7 +77,9 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/box_blur.cpp
     kernels/vector/bspline.cpp
     kernels/vector/byte_table.cpp
+    kernels/vector/dead_reckoning.cpp
     kernels/vector/depth.cpp
+    kernels/vector/distance_results.cpp
     kernels/vector/gaussian_blur.cpp
     kernels/vector/gaussian_doubles.cpp
     kernels/vector/move_pixels.cpp
@@ -121,7 +123,10 @@ set(ZARN_RGBA_SOURCES
 
 set(ZARN_CHANNEL_SOURCES
     channel/depth_image.cpp
+    channel/distance_transform.cpp
     channel/image_grayscale.cpp
+    channel/subset.cpp
+    channel/subset_list.cpp
 )
 
 set(ZARN_REAL_SOURCES
