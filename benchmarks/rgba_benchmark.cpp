@@ -1,12 +1,14 @@
-// Every operation of the 8-bit RGBA image at 32^2 to 4096^2 pixels, with 1 and 2 threads: nanoseconds per pixel and
-// megapixels per second of the source.
+// Every operation of the RGBA images, 8 and 16 bits, at 32^2 to 4096^2 pixels, with 1 and 2 threads: nanoseconds per
+// pixel and megapixels per second of the source.
 //
 // An operation that changes the size starts from a fresh copy each time, which is not measured.
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <type_traits>
 
 #include <benchmark/benchmark.h>
 
@@ -15,19 +17,23 @@
 namespace {
 
 // Smooth colour with some noise, and soft blobs of alpha: about a third opaque, a third transparent.
-void draw_picture(zarn_image_8& image, unsigned side) {
+template <class Image>
+void draw_picture(Image& image, unsigned side) {
+    using pixel_type = std::remove_pointer_t<decltype(image.get_pixel_array())>;
+    using sample = decltype(pixel_type::r);
+    constexpr unsigned step = static_cast<sample>(~sample{0}) / 255;
+    const auto widen = [](unsigned value) { return static_cast<sample>((value & 0xFF) * step); };
     image.create(side, side, ZARN_ORIGIN_UPPER_LEFT, nullptr, 1);
-    zarn_pixel_8_s* pixel = image.get_pixel_array();
+    pixel_type* pixel = image.get_pixel_array();
     std::uint32_t noise = 1;
     for (unsigned y = 0; y < side; ++y) {
         for (unsigned x = 0; x < side; ++x) {
             noise = noise * 1664525u + 1013904223u;
             const unsigned grain = noise >> 28;
             const int blob = static_cast<int>((x * 5 + (y & 64) * 3) % 768) - 256;
-            const int alpha = blob < 0 ? 0 : blob > 255 ? 255 : blob;
-            *pixel++ = zarn_pixel_8_s(static_cast<std::uint8_t>(x * 255 / side / 2 + grain),
-                                      static_cast<std::uint8_t>(y * 255 / side / 2 + grain),
-                                      static_cast<std::uint8_t>((x ^ y) & 0xFF), static_cast<std::uint8_t>(alpha));
+            const auto alpha = static_cast<unsigned>(std::clamp(blob, 0, 255));
+            *pixel++ = pixel_type(widen(x * 255 / side / 2 + grain), widen(y * 255 / side / 2 + grain), widen(x ^ y),
+                                  widen(alpha));
         }
     }
 }
@@ -51,53 +57,67 @@ void time_each(benchmark::State& state, unsigned side, Prepare prepare, Work wor
     state.counters["MP/s"] = pixels * 1e-6 / seconds;
 }
 
-using operation = void (*)(zarn_image_8& image, unsigned side);
+template <class Image>
+using operation = void (*)(Image& image, unsigned side);
 
-void run_operation(benchmark::State& state, operation work) {
+template <class Image>
+void run_operation(benchmark::State& state, operation<Image> work) {
     const auto side = static_cast<unsigned>(state.range(0));
-    zarn_owned<zarn_image_8> picture, image;
+    zarn_owned<Image> picture, image;
     draw_picture(*picture, side);
     image->set_thread_limit(static_cast<unsigned>(state.range(1)));
     time_each(
         state, side, [&] { image->create(*picture); }, [&] { work(*image, side); });
 }
 
-// One line an operation.
-const struct {
+template <class Image>
+struct named_operation {
     const char* name;
-    operation work;
-} operations[] = {
+    operation<Image> work;
+};
+
+// One line an operation.
+template <class Image>
+const named_operation<Image> operations[] = {
     {"clear",
-     [](zarn_image_8& i, unsigned) {
+     [](Image& i, unsigned) {
          i.clear({1, 2, 3, 4}, 1);
      }},
     {"clear_colour",
-     [](zarn_image_8& i, unsigned) {
+     [](Image& i, unsigned) {
          i.clear({1, 2, 3, 4}, 0);
      }},
-    {"gamma", [](zarn_image_8& i, unsigned) { i.gamma(2.2f); }},
-    {"crop_center_half", [](zarn_image_8& i, unsigned n) { i.crop(n / 4, n / 4, n / 2, n / 2); }},
+    {"exposure", [](Image& i, unsigned) { i.exposure(1.3f); }},
+    {"brightness", [](Image& i, unsigned) { i.brightness(0.1f); }},
+    {"contrast", [](Image& i, unsigned) { i.contrast(1.25f); }},
+    {"gamma", [](Image& i, unsigned) { i.gamma(2.2f); }},
+    {"grayscale", [](Image& i, unsigned) { i.grayscale(); }},
+    {"negative", [](Image& i, unsigned) { i.negative(1, 0); }},
+    {"normalize", [](Image& i, unsigned) { i.normalize(); }},
+    {"blend_over",
+     [](Image& i, unsigned n) { i.blit(i, 0, 0, n, n, 0.7f, 0, 0, ZARN_BLEND_NORMAL, 0, nullptr, nullptr); }},
+    {"crop_center_half", [](Image& i, unsigned n) { i.crop(n / 4, n / 4, n / 2, n / 2); }},
     {"crop_to_pixels",
-     [](zarn_image_8& i, unsigned) {
+     [](Image& i, unsigned) {
          unsigned left, top;
          i.crop_to_pixels(left, top);
      }},
-    {"pad_eighth", [](zarn_image_8& i, unsigned n) { i.resize_canvas(n / 8, n / 8, n / 8, n / 8, zarn_pixel_8_s()); }},
-    {"flip_horizontal", [](zarn_image_8& i, unsigned) { i.flip_horizontal(); }},
-    {"flip_vertical", [](zarn_image_8& i, unsigned) { i.flip_vertical(); }},
-    {"nearest_half", [](zarn_image_8& i, unsigned n) { i.resample(n / 2, n / 2, 1); }},
-    {"nearest_2x", [](zarn_image_8& i, unsigned n) { i.resample(n * 2, n * 2, 1); }},
-    {"area_half", [](zarn_image_8& i, unsigned n) { i.resample(n / 2, n / 2, 0); }},
-    {"area_quarter", [](zarn_image_8& i, unsigned n) { i.resample(n / 4, n / 4, 0); }},
-    {"bspline_2x", [](zarn_image_8& i, unsigned n) { i.resample(n * 2, n * 2, 2); }},
-    {"rotate", [](zarn_image_8& i, unsigned) { i.rotate(0.3, 0); }},
-    {"rotate_feathered", [](zarn_image_8& i, unsigned) { i.rotate(0.3, 1); }},
-    {"gaussian_s2", [](zarn_image_8& i, unsigned) { i.gaussian_blur(2.0f, 0, 1, 1); }},
-    {"gaussian_s10", [](zarn_image_8& i, unsigned) { i.gaussian_blur(10.0f, 0, 1, 1); }},
-    {"fast_gaussian_s10", [](zarn_image_8& i, unsigned) { i.gaussian_blur(10.0f, 1, 1, 1); }},
-    {"box_r8", [](zarn_image_8& i, unsigned) { i.box_blur(8, 1, 1); }},
-    {"sharpen", [](zarn_image_8& i, unsigned) { i.sharpen(0.5f); }},
-    {"expand_all", [](zarn_image_8& i, unsigned) { i.expand_where_alpha(0, 254, 0); }},
+    {"pad_eighth", [](Image& i, unsigned n) { i.resize_canvas(n / 8, n / 8, n / 8, n / 8, {}); }},
+    {"flip_horizontal", [](Image& i, unsigned) { i.flip_horizontal(); }},
+    {"flip_vertical", [](Image& i, unsigned) { i.flip_vertical(); }},
+    {"nearest_half", [](Image& i, unsigned n) { i.resample(n / 2, n / 2, 1); }},
+    {"nearest_2x", [](Image& i, unsigned n) { i.resample(n * 2, n * 2, 1); }},
+    {"area_half", [](Image& i, unsigned n) { i.resample(n / 2, n / 2, 0); }},
+    {"area_quarter", [](Image& i, unsigned n) { i.resample(n / 4, n / 4, 0); }},
+    {"bspline_2x", [](Image& i, unsigned n) { i.resample(n * 2, n * 2, 2); }},
+    {"rotate", [](Image& i, unsigned) { i.rotate(0.3, 0); }},
+    {"rotate_feathered", [](Image& i, unsigned) { i.rotate(0.3, 1); }},
+    {"gaussian_s2", [](Image& i, unsigned) { i.gaussian_blur(2.0f, 0, 1, 1); }},
+    {"gaussian_s10", [](Image& i, unsigned) { i.gaussian_blur(10.0f, 0, 1, 1); }},
+    {"fast_gaussian_s10", [](Image& i, unsigned) { i.gaussian_blur(10.0f, 1, 1, 1); }},
+    {"box_r8", [](Image& i, unsigned) { i.box_blur(8, 1, 1); }},
+    {"sharpen", [](Image& i, unsigned) { i.sharpen(0.5f); }},
+    {"expand_all", [](Image& i, unsigned) { i.expand_where_alpha(0, 254, 0); }},
 };
 
 // One opaque pixel in the corner fills the whole image: as many passes as the side has pixels.
@@ -128,14 +148,20 @@ void native_file(benchmark::State& state, unsigned compress) {
 BENCHMARK_CAPTURE(native_file, raw, 0)->Arg(1024)->Arg(4096)->Unit(benchmark::kMillisecond)->UseManualTime();
 BENCHMARK_CAPTURE(native_file, lz4, 1)->Arg(1024)->Arg(4096)->Unit(benchmark::kMillisecond)->UseManualTime();
 
-const bool registered = [] {
-    for (const auto& [name, work] : operations) {
-        benchmark::RegisterBenchmark(name, run_operation, work)
+template <class Image>
+void register_operations(const std::string& format) {
+    for (const auto& [name, work] : operations<Image>) {
+        benchmark::RegisterBenchmark((format + name).c_str(), run_operation<Image>, work)
             ->ArgNames({"side", "threads"})
             ->ArgsProduct({{32, 256, 1024, 4096}, {1, 2}})
             ->Unit(benchmark::kMicrosecond)
             ->UseManualTime();
     }
+}
+
+const bool registered = [] {
+    register_operations<zarn_image_8>("rgba_8/");
+    register_operations<zarn_image_16>("rgba_16/");
     return true;
 }();
 
