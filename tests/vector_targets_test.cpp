@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <hwy/targets.h>
 
+#include <zarn/image_8_16.h>
+
 #include "tests/support/image_traits.h"
 
 namespace zarn_test {
@@ -96,6 +98,36 @@ TYPED_TEST(vector_targets, agree) {
             }
         }
     }
+}
+
+// The samples of `to` that conversion makes of `values`, a square of pixels, on the instruction set.
+template <class From, class Read>
+auto converted(const std::vector<From>& values, unsigned side, unsigned type, std::int64_t target, Read read) {
+    use_target(target);
+    zarn_owned<zarn_image_8_16> source, result;
+    source->create(side, side, upper_left, sizeof(From) == 1 ? 0 : 1, const_cast<From*>(values.data()), 1);
+    result->create(*source, type);
+    const auto* samples = &read(*result)->r;
+    return std::vector(samples, samples + values.size());
+}
+
+TEST(vector_depths, every_value_on_every_target) {
+    constexpr unsigned side = 131; // 4 x side x side values: more than there are, and no whole number of vectors
+    std::vector<std::uint16_t> wide(4 * side * side);
+    for (std::size_t i = 0; i < wide.size(); ++i) wide[i] = static_cast<std::uint16_t>(i);
+    const std::vector<std::uint8_t> narrow(wide.begin(), wide.end());
+    const auto to_8 = [](const zarn_image_8_16& image) { return image.get_pixel_array_8(); };
+    const auto to_16 = [](const zarn_image_8_16& image) { return image.get_pixel_array_16(); };
+    const std::int64_t targets = hwy::SupportedTargets();
+    const auto plain_8 = converted(wide, side, 0, HWY_SCALAR, to_8);
+    const auto plain_16 = converted(narrow, side, 1, HWY_SCALAR, to_16);
+    for (std::int64_t left = targets; left; left &= left - 1) {
+        const std::int64_t target = left & -left;
+        EXPECT_TRUE(plain_8 == converted(wide, side, 0, target, to_8)) << hwy::TargetName(target);
+        EXPECT_TRUE(plain_16 == converted(narrow, side, 1, target, to_16)) << hwy::TargetName(target);
+    }
+    hwy::SetSupportedTargetsForTest(0);
+    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
 }
 
 } // namespace zarn_test

@@ -32,7 +32,8 @@ template <class Sample>
 using DS = hn::Rebind<Sample, DF>; // as many samples as a vector of floats has lanes
 
 // Multiplication and addition that round once, at the end: what is exact in 16-bit blends hangs on it.
-constexpr bool has_fused_sums = HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3 || HWY_TARGET == HWY_NEON;
+constexpr bool has_fused_sums =
+    HWY_TARGET == HWY_AVX2 || HWY_TARGET == HWY_AVX3 || (HWY_TARGET == HWY_NEON && HWY_ARCH_ARM_A64);
 
 template <class Format>
 constexpr bool is_supported = sizeof(typename Format::sample) == 1 || has_fused_sums;
@@ -75,8 +76,8 @@ HWY_INLINE VF estimated_reciprocal(VF x) {
     #endif
 }
 
-// Quotients of 8 bits. Dividends are at most 2 * 255 * 255 and exact; of an integer and a half over n the next integer
-// is 1 / 2n away or more, 1 part in 2^17 where it is met at all (see each use), which no estimate bridges.
+// Quotients of 8 bits. Products and dividends are at most 2 * 255 * 255, hence exact. With 1/2 added to the dividend
+// the quotient keeps off integers by 1 / 2n, n being the divisor: far more than an estimate is off.
 template <class Sample>
 struct division {
     static constexpr float bound = 256.0f;
