@@ -124,6 +124,7 @@ set(ZARN_RGBA_SOURCES
 set(ZARN_CHANNEL_SOURCES
     channel/depth_image.cpp
     channel/distance_transform.cpp
+    channel/image_channel.cpp
     channel/image_grayscale.cpp
     channel/subset.cpp
     channel/subset_list.cpp

@@ -9,13 +9,17 @@
 #include <zarn/image_16.h>
 #include <zarn/image_8.h>
 #include <zarn/image_8_16.h>
+#include <zarn/image_channel.h>
 #include <zarn/image_grayscale.h>
+#include <zarn/image_real_32.h>
 #include <zarn/lifecycle.h>
 #include <zarn/list.h>
 #include <zarn/owned.h>
 #include <zarn/pixels.h>
 #include <zarn/points.h>
+#include <zarn/real_image.h>
 #include <zarn/rgba_image.h>
+#include <zarn/subset.h>
 #include <zarn/window.h>
 
 #if __has_include(<half.hpp>)
