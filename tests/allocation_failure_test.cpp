@@ -88,7 +88,7 @@ TYPED_TEST_SUITE(allocation_failures, image_types, image_type_names);
 TYPED_TEST(allocation_failures, of_every_operation) {
     using image = TypeParam;
     using traits = image_traits<image>;
-    const typename traits::pixel fill(1, 2, 3, 4);
+    const typename traits::pixel fill = traits::make(1, 2, 3, 4);
     const reference_image picture = random_picture<image>(9, 8, lower_left, alpha_kind::sparse, 7);
     const std::uint32_t radius = 2;
     const float sigma = 4.5f;
@@ -136,11 +136,10 @@ TYPED_TEST(allocation_failures, of_every_operation) {
     };
     const loaded_image<image> source(random_picture<image>(9, 8, upper_left, alpha_kind::any, 3), 1);
     unsigned int left, top;
-    const operation<image> operations[] = {
+    std::vector<operation<image>> operations = {
         {"clear", [&](image& i) { return changed(i, [&] { i.clear(fill, 1); }); }, adjust},
         {"exposure", [&](image& i) { return changed(i, [&] { i.exposure(0.5f); }); }, adjust},
         {"gamma", [&](image& i) { return changed(i, [&] { i.gamma(3); }); }, adjust},
-        {"grayscale", [&](image& i) { return changed(i, [&] { i.grayscale(); }); }, adjust},
         {"negative", [&](image& i) { return changed(i, [&] { i.negative(1, 1); }); }, adjust},
         {"normalize",
          [&](image& i) { return changed(i, [&] { i.normalize(); }); },
@@ -176,9 +175,16 @@ TYPED_TEST(allocation_failures, of_every_operation) {
                       {vertical, twice}},
                      approximated)},
         {"sharpen", [&](image& i) { return changed(i, [&] { i.sharpen(0.5f); }); }, adjust},
-        {"expand_where_alpha, alpha kept", [](image& i) { return i.expand_where_alpha(0, 0, 1); }, saved_alpha},
-        {"expand_where_alpha, alpha filled", [](image& i) { return i.expand_where_alpha(0, 0, 0); }, saved_alpha},
     };
+    if constexpr (traits::is_rgba) {
+        operations.push_back({"grayscale", [&](image& i) { return changed(i, [&] { i.grayscale(); }); }, adjust});
+    }
+    if constexpr (traits::has_alpha) {
+        for (const unsigned int keep : {0u, 1u}) {
+            operations.push_back({keep ? "expand_where_alpha, alpha kept" : "expand_where_alpha, alpha filled",
+                                  [keep](image& i) { return i.expand_where_alpha(0, 0, keep); }, saved_alpha});
+        }
+    }
     for (const operation<image>& one : operations) {
         this->check_each(one, picture, false);
         this->check_each(one, picture, true);
@@ -217,7 +223,7 @@ TYPED_TEST(allocation_failures, of_gigantic_sizes) {
     using image = TypeParam;
     const reference_image picture = random_picture<image>(2, 2, upper_left, alpha_kind::any, 7);
     loaded_image<image> target(picture, 2);
-    EXPECT_EQ(target->resize_canvas(4294967295u, 4294967295u, 2, {}), 0u);
+    EXPECT_EQ(target->resize_canvas(4294967295u, 4294967295u, 2, typename image_traits<image>::pixel{}), 0u);
     EXPECT_EQ(target->resample(2147483648u, 2147483648u, 2), 0u);
     EXPECT_TRUE(same_picture(picture, *target));
     EXPECT_EQ(messages(*target),
@@ -248,7 +254,9 @@ TYPED_TEST(allocation_failures, of_the_workers_leave_an_image_that_cannot_work) 
         const loaded_image<image> source(picture, 1);
         EXPECT_EQ(target->blit(*source, 0, 0, 6, 5, 1, 0, 0, 0, 0, nullptr, nullptr), 0u);
         EXPECT_TRUE(same_picture(picture, *target));
-        EXPECT_EQ(target->expand_where_alpha(0, 254, 0), 1u);
+        if constexpr (image_traits<image>::has_alpha) {
+            EXPECT_EQ(target->expand_where_alpha(0, 254, 0), 1u);
+        }
         EXPECT_EQ(messages(*target),
                   worded<image>({record(L"flip_canvas"), record(L"resample"), failed(L"___do_downsample"),
                                  record(L"gaussian"), record(L"adjust"), record(L"adjust"), record(L"blit")}));
@@ -257,9 +265,14 @@ TYPED_TEST(allocation_failures, of_the_workers_leave_an_image_that_cannot_work) 
     EXPECT_EQ(live_allocations(), before);
 }
 
+template <class Image>
+class allocation_failures_of_either_depth : public ::testing::Test {};
+
+TYPED_TEST_SUITE(allocation_failures_of_either_depth, rgba_image_types, image_type_names);
+
 // The image of either depth tells on its own stack what it could not make, and keeps what an operation was to replace.
 // Failures of worker pools are no failures of these calls.
-TYPED_TEST(allocation_failures, of_the_image_of_either_depth) {
+TYPED_TEST(allocation_failures_of_either_depth, leave_messages_and_contents) {
     using image = TypeParam;
     constexpr unsigned int type = image_traits<image>::full == 255 ? 0 : 1, other = 1 - type;
     const reference_image picture = random_picture<image>(6, 5, lower_left, alpha_kind::any, 7);

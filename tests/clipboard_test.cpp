@@ -82,7 +82,7 @@ protected:
     zarn_owned<Image> picture;
 };
 
-TYPED_TEST_SUITE(clipboard, image_types, image_type_names);
+TYPED_TEST_SUITE(clipboard, rgba_image_types, image_type_names);
 
 } // namespace
 

@@ -15,8 +15,11 @@ namespace {
 template <class Image>
 class filters : public ::testing::Test {
 protected:
+    // Without alpha there are no switches: colour is blurred.
+    static constexpr unsigned always = image_traits<Image>::has_alpha ? 0 : 1;
+
     static void compare_gaussian(const picture_case& one, float sigma, bool fast, unsigned flags) {
-        const bool colour = flags & 1, alpha = flags & 2;
+        const bool colour = (flags | always) & 1, alpha = flags & 2;
         zarn_test::compare<Image>(
             one, text("sigma", sigma, "fast", fast, "flags", flags),
             [&](reference_image& p) {
@@ -30,7 +33,7 @@ protected:
     }
 
     static void compare_box(const picture_case& one, std::uint32_t radius, unsigned flags) {
-        const bool colour = flags & 1, alpha = flags & 2;
+        const bool colour = (flags | always) & 1, alpha = flags & 2;
         zarn_test::compare<Image>(
             one, text("radius", radius, "flags", flags),
             [&](reference_image& p) { reference_box_blur(p, radius, colour, alpha); },
@@ -41,6 +44,11 @@ protected:
 };
 
 TYPED_TEST_SUITE(filters, image_types, image_type_names);
+
+template <class Image>
+class alpha_filters : public filters<Image> {};
+
+TYPED_TEST_SUITE(alpha_filters, alpha_image_types, image_type_names);
 
 } // namespace
 
@@ -86,14 +94,19 @@ TYPED_TEST(filters, box_blur) {
     }
 }
 
-TYPED_TEST(filters, an_opaque_picture_stays_opaque) {
+// Sums of 32-bit samples are rounded, so there each pass may lose a step.
+TYPED_TEST(alpha_filters, an_opaque_picture_stays_opaque) {
+    const std::uint32_t least =
+        static_cast<std::uint32_t>(image_traits<TypeParam>::full - (image_traits<TypeParam>::full > 65535 ? 2 : 0));
     const reference_image picture = random_picture<TypeParam>(33, 21, upper_left, alpha_kind::opaque, 8);
     for (const float sigma : {0.6f, 2.9f, 11.0f, 200.0f}) {
         for (const unsigned int fast : {0u, 1u}) {
             loaded_image<TypeParam> image(picture, 2);
             ASSERT_EQ(image->gaussian_blur(sigma, fast, 1, 1), 1u);
             const reference_image blurred = image_traits<TypeParam>::read(*image);
-            for (std::size_t i = 3; i < blurred.samples.size(); i += 4) ASSERT_EQ(blurred.samples[i], blurred.full);
+            for (std::size_t i = 0; i < blurred.samples.size(); ++i) {
+                ASSERT_TRUE(blurred.is_colour(i) || blurred.samples[i] >= least);
+            }
         }
     }
 }
@@ -112,7 +125,7 @@ TYPED_TEST(filters, sharpen) {
     }
 }
 
-TYPED_TEST(filters, expand_where_alpha) {
+TYPED_TEST(alpha_filters, expand_where_alpha) {
     constexpr std::uint64_t full = image_traits<TypeParam>::full;
     const std::uint64_t thresholds[] = {0, 1, full / 2 + 1, full - 1, full};
     for (const picture_case& one : this->cases) {
@@ -133,11 +146,12 @@ TYPED_TEST(filters, expand_where_alpha) {
 }
 
 // A lone source far from the corners: many rings, and the last column and row that lend nothing backward.
-TYPED_TEST(filters, expansion_over_many_rings) {
+TYPED_TEST(alpha_filters, expansion_over_many_rings) {
     for (const std::uint32_t source : {0u, 37u + 60u * 20u, 59u, 60u * 40u - 1u, 60u * 39u, 60u * 40u - 62u}) {
         picture_case one = {random_picture<TypeParam>(60, 40, upper_left, alpha_kind::transparent, source), 2,
                             text("source", source)};
-        one.picture.samples[source * 4 + 3] = static_cast<std::uint32_t>(one.picture.full);
+        one.picture.samples[source * one.picture.stride() + one.picture.colours] =
+            static_cast<std::uint32_t>(one.picture.full);
         for (const std::uint32_t iterations : {0u, 1u, 19u, 58u, 59u}) {
             compare<TypeParam>(
                 one, text("iterations", iterations),

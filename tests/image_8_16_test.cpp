@@ -138,7 +138,7 @@ protected:
     }
 };
 
-TYPED_TEST_SUITE(image_8_16, image_types, image_type_names);
+TYPED_TEST_SUITE(image_8_16, rgba_image_types, image_type_names);
 
 } // namespace
 

@@ -58,10 +58,12 @@ TYPED_TEST(image_basics, create_copies_or_adopts_data_or_starts_transparent_blac
         pixel* pixels = new pixel[6];
         EXPECT_EQ(image->create(3, 2, lower_left, pixels, 0), 1u);
         EXPECT_EQ(image->get_pixel_array(), pixels);
-        image->set_pixel(0, 0, pixel(9, 8, 7, 6));
-        EXPECT_EQ(pixels[3].r, 9u);
+        image->set_pixel(0, 0, image_traits<TypeParam>::make(9, 8, 7, 6));
+        std::uint32_t samples[4];
+        image_traits<TypeParam>::from_pixel(pixels[3], samples);
+        EXPECT_EQ(samples[0], 9u);
 
-        pixel unused;
+        pixel unused{};
         constexpr unsigned int sizes[][2] = {{0, 0}, {4, 0}, {0, 4}};
         for (const auto& size : sizes) {
             EXPECT_EQ(image->create(size[0], size[1], upper_left, &unused, 1), 1u);
@@ -117,7 +119,7 @@ TYPED_TEST(image_basics, copies_are_deep_and_keep_their_own_thread_limit) {
         self = *source;
         EXPECT_TRUE(same_picture(picture, *source));
         EXPECT_EQ(messages(*source), this->crop_message());
-        source->clear({1, 1, 1, 1}, 1);
+        source->clear(image_traits<TypeParam>::make(1, 1, 1, 1), 1);
         source->free();
 
         EXPECT_TRUE(same_picture(picture, *created));
@@ -178,8 +180,8 @@ TYPED_TEST(image_basics, pixels_are_addressed_in_picture_order) {
             std::uint32_t* samples = picture.at_picture(i % 5, i / 5);
             std::uint32_t actual[4];
             traits::from_pixel(image->get_pixel(i % 5, i / 5), actual);
-            EXPECT_TRUE(std::equal(actual, actual + 4, samples));
-            for (unsigned c = 0; c < 4; ++c) samples[c] = 200 + 4 * (i % 10) / 3 + c;
+            EXPECT_TRUE(std::equal(actual, actual + traits::stride, samples));
+            for (unsigned c = 0; c < traits::stride; ++c) samples[c] = 200 + 4 * (i % 10) / 3 + c;
             image->set_pixel(i % 5, i / 5, traits::to_pixel(samples));
             EXPECT_TRUE(same_picture(picture, *image));
         }
@@ -195,7 +197,7 @@ TYPED_TEST(image_basics, clear_writes_colour_and_alpha_on_demand) {
                 one, text("with alpha", with_alpha),
                 [&](reference_image& p) {
                     for (std::size_t i = 0; i < p.samples.size(); ++i) {
-                        if (i % 4 != 3 || with_alpha) p.samples[i] = colour[i % 4];
+                        if (p.is_colour(i) || with_alpha) p.samples[i] = colour[i % p.stride()];
                     }
                 },
                 [&](TypeParam& image) { return image.clear(traits::to_pixel(colour), with_alpha ? 2 : 0), 1u; });

@@ -70,7 +70,7 @@ protected:
     }
 };
 
-TYPED_TEST_SUITE(thread_failures, image_types, image_type_names);
+TYPED_TEST_SUITE(thread_failures, rgba_image_types, image_type_names);
 
 } // namespace
 

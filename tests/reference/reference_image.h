@@ -1,6 +1,7 @@
 // The picture the plain forms of the image operations work on: one run-time description for every integer pixel format.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -19,6 +20,9 @@ struct reference_image {
     std::vector<std::uint32_t> samples; // in memory order; of each pixel the colours, then alpha if there is one
 
     unsigned stride() const { return colours + (has_alpha ? 1u : 0u); }
+
+    // Whether the sample of this index in `samples` is a colour, not alpha.
+    bool is_colour(std::size_t i) const { return i % stride() < colours; }
 
     // Memory order: row 0 is the first in memory.
     std::uint32_t* at(std::uint64_t x, std::uint64_t row) { return samples.data() + (row * width + x) * stride(); }

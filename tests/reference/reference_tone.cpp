@@ -33,6 +33,41 @@ Real clamped(Real value, Real most) {
 
 float unit_factor(const reference_image& image) { return image.full == 255 ? 0.003921569f : 1.5259022e-05f; }
 
+std::uint32_t widened_to_16(std::uint32_t v, std::uint64_t full) {
+    if (full == 255) return to_sample(static_cast<float>(v) * 0.003921569f * 65535.0f, 65535);
+    if (full == 65535) return v;
+    return to_sample(v * (1.0 / 4294967295.0) * 65535.0, 65535);
+}
+
+std::uint32_t narrowed_from_16(std::uint32_t v, std::uint64_t full) {
+    if (full == 255) return to_sample(static_cast<float>(v) * 1.5259022e-05f * 255.0f, full);
+    if (full == 65535) return v;
+    return to_sample(v * (1.0 / 65535.0) * 4294967295.0, full);
+}
+
+void normalize_values(reference_image& image) {
+    std::vector<reference_hsl> colours;
+    float least = 1.0f, greatest = 0.0f;
+    std::uint32_t grey = 0;
+    for (std::size_t i = 0; i < image.samples.size(); i += image.stride()) {
+        grey = widened_to_16(image.samples[i], image.full);
+        const float v = static_cast<float>(grey) * 1.5259022e-05f;
+        colours.push_back(reference_rgb_to_hsl(v, v, v));
+        const float lightness = colours.back().lightness;
+        if (!(lightness >= least)) least = lightness;
+        if (lightness > greatest) greatest = lightness;
+    }
+    if (!(least < greatest)) return;
+    for (std::size_t pixel = 0; pixel < colours.size(); ++pixel) {
+        image.samples[pixel * image.stride()] = narrowed_from_16(grey, image.full); // of the pixel before
+        reference_hsl colour = colours[pixel];
+        colour.lightness = (colour.lightness - least) / (greatest - least);
+        float rgb[3];
+        reference_hsl_to_rgb(colour, rgb);
+        grey = to_sample(rgb[0] * 65535.0f, 65535);
+    }
+}
+
 } // namespace
 
 void reference_exposure(reference_image& image, float factor) {
@@ -62,13 +97,13 @@ void reference_contrast(reference_image& image, float factor) {
 }
 
 void reference_gamma(reference_image& image, float gamma) {
-    const float exponent = 100.0f / (gamma * 100.0f);
     change_reals(image, [&](auto c) {
         using real = decltype(c);
         const real most = static_cast<real>(image.full);
         const real k =
             image.full > 65535 ? static_cast<real>(1.0 / 4294967295.0) : static_cast<real>(unit_factor(image));
-        return clamped(std::pow(c * k, static_cast<real>(exponent)) * most, most);
+        const real exponent = static_cast<real>(100) / (static_cast<real>(gamma) * static_cast<real>(100));
+        return clamped(std::pow(c * k, exponent) * most, most);
     });
 }
 
@@ -89,6 +124,7 @@ void reference_grayscale(reference_image& image, float red_weight, float green_w
 }
 
 void reference_normalize(reference_image& image) {
+    if (image.colours == 1) return normalize_values(image);
     const float k = unit_factor(image);
     const auto hsl_of = [&](const std::uint32_t* p) {
         return reference_rgb_to_hsl(static_cast<float>(p[0]) * k, static_cast<float>(p[1]) * k,

@@ -15,6 +15,8 @@ void reference_negative(reference_image& image, bool invert_colour, bool invert_
 
 // For three colours of 8 or 16 bits.
 void reference_grayscale(reference_image& image, float red_weight, float green_weight, float blue_weight);
+
+// Images of one value stretch all pixels, through 16 bits, and shift the results by one pixel.
 void reference_normalize(reference_image& image);
 
 } // namespace zarn_test
