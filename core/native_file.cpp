@@ -128,6 +128,8 @@ unsigned int load_native_pixels(image_state& image, native_source& source, std::
     if (count > UINT64_MAX / pixel_bytes || !is_plausible(count * pixel_bytes, source.left(), compressed)) {
         return fail_short_file(image, compressed);
     }
+    // Nothing to hold; a stream of nothing does not decode.
+    if (count == 0) return compressed ? fail_decompression(image) : 1;
     image.pixels = allocate_pixels(count, pixel_bytes);
     if (!image.pixels) {
         release_pixels(image);

@@ -14,7 +14,8 @@ constexpr float to_unit = sizeof(Stored) == 1   ? 0.003921569f
                           : sizeof(Stored) == 2 ? 1.5259022e-05f
                                                 : 2.3283064e-10f;
 
-// Single precision, except where the source or the format has more bits than a float's mantissa.
+// Single precision, except where the source or the format has more bits than a float's mantissa. A float's power stays
+// a float.
 template <class Format, class Stored>
 typename Format::sample import_sample(Stored value) {
     using sample = typename Format::sample;
@@ -25,10 +26,12 @@ typename Format::sample import_sample(Stored value) {
     } else if constexpr (is_real<Format>) {
         return static_cast<sample>(is_linear ? static_cast<real>(value)
                                              : static_cast<real>(value) * static_cast<real>(to_unit<Stored>));
+    } else if constexpr (is_linear) {
+        const Stored encoded = std::pow(value, static_cast<Stored>(0.45454544f));
+        return low_bits<sample>(static_cast<real>(encoded) * static_cast<real>(Format::full));
     } else {
-        const real unit = is_linear ? std::pow(static_cast<real>(value), static_cast<real>(0.45454544f))
-                                    : static_cast<real>(value) * static_cast<real>(to_unit<Stored>);
-        return low_bits<sample>(unit * static_cast<real>(Format::full));
+        return low_bits<sample>(static_cast<real>(value) * static_cast<real>(to_unit<Stored>) *
+                                static_cast<real>(Format::full));
     }
 }
 

@@ -57,7 +57,7 @@ void normals_rows(const normals_job& job, row_range rows) {
             const float gradient_y = height(above, left) + 2.0f * height(above, x) + height(above, right) -
                                      height(below, left) - 2.0f * height(below, x) - height(below, right);
             const float normal_x = -job.strength * gradient_x;
-            const float normal_y = -job.strength * gradient_y;
+            const float normal_y = job.strength * gradient_y;
             const float scale = 1.0f / std::sqrt(normal_x * normal_x + normal_y * normal_y + 1.0f);
             out[0] = encode(sign_x * (normal_x * scale));
             out[1] = encode(sign_y * (normal_y * scale));

@@ -42,11 +42,13 @@ std::vector<named_operation<Image>> vector_operations() {
         {"brightness", [](Image& i) { i.brightness(-0.2f); }},
         {"contrast", [](Image& i) { i.contrast(1.7f); }},
         {"gamma", [](Image& i) { i.gamma(1.8f); }},
-        {"grayscale", [](Image& i) { i.grayscale(); }},
         {"negative", [](Image& i) { i.negative(1, 0); }},
         {"negative alpha", [](Image& i) { i.negative(0, 1); }},
         {"normalize", [](Image& i) { i.normalize(); }},
     };
+    if constexpr (image_traits<Image>::colours == 3) {
+        operations.push_back({"grayscale", [](Image& i) { i.grayscale(); }});
+    }
     for (unsigned mode = 0; mode < ZARN_BLEND_REPLACE; ++mode) {
         operations.push_back({"blend mode " + std::to_string(mode), [mode](Image& i) {
                                   const unsigned keep_alpha = mode % 2;
