@@ -5,6 +5,7 @@ find_package(Threads REQUIRED)
 
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(ZARN_LZ4 REQUIRED IMPORTED_TARGET liblz4)
+pkg_check_modules(ZARN_AGG REQUIRED IMPORTED_TARGET libagg)
 find_package(hwy 1.0.3 CONFIG REQUIRED)
 
 if(ZARN_WITH_DEVIL)
@@ -23,7 +24,7 @@ mark_as_advanced(HALF_INCLUDE_DIR)
 
 # scope: PUBLIC or PRIVATE
 function(zarn_link_dependencies target scope)
-    target_link_libraries(${target} ${scope} PkgConfig::ZARN_LZ4 hwy::hwy Threads::Threads)
+    target_link_libraries(${target} ${scope} PkgConfig::ZARN_LZ4 PkgConfig::ZARN_AGG hwy::hwy Threads::Threads)
     if(ZARN_WITH_DEVIL)
         target_link_libraries(${target} ${scope} DevIL::ILU DevIL::IL) # ILU calls IL
         target_compile_definitions(${target} ${scope} ZARN_WITH_DEVIL=1)

@@ -42,7 +42,7 @@ set(zarn_pc_libs_private "")
 if(NOT BUILD_SHARED_LIBS)
     set(zarn_pc_cflags " -DZARN_STATIC")
     # By name, not by their .pc files where they have any: DevIL's asks for the codecs behind its shared library.
-    set(zarn_pc_requires_private "liblz4, libhwy")
+    set(zarn_pc_requires_private "liblz4, libagg, libhwy")
     set(zarn_pc_libs_private "-pthread")
     if(ZARN_WITH_FREEIMAGE)
         string(PREPEND zarn_pc_libs_private "-lfreeimage ")

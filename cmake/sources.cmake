@@ -1,6 +1,7 @@
 # The library's sources, one sorted list per folder.
 
 set(ZARN_CORE_SOURCES
+    core/curve_flattening.cpp
     core/devil.cpp
     core/error_stack.cpp
     core/freeimage.cpp
@@ -26,6 +27,7 @@ set(ZARN_CORE_SOURCES
     core/native_file.cpp
     core/points.cpp
     core/psd_alpha.cpp
+    core/scan_conversion.cpp
     core/thread_pool.cpp
 )
 
@@ -54,6 +56,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/blit.cpp
     kernels/box_blur.cpp
     kernels/bspline.cpp
+    kernels/coverage.cpp
     kernels/depth.cpp
     kernels/export_rows.cpp
     kernels/gaussian_blur.cpp
@@ -135,6 +138,17 @@ set(ZARN_REAL_SOURCES
     real/real_image.cpp
 )
 
+set(ZARN_PATH_SOURCES
+    path/bezier_path.cpp
+    path/edits.cpp
+    path/flattening.cpp
+    path/hit_test.cpp
+    path/rasterize.cpp
+    path/shapes.cpp
+    path/tangents.cpp
+    path/transforms.cpp
+)
+
 set(ZARN_SOURCES
     ${ZARN_CORE_SOURCES}
     ${ZARN_PLATFORM_SOURCES}
@@ -143,4 +157,5 @@ set(ZARN_SOURCES
     ${ZARN_RGBA_SOURCES}
     ${ZARN_CHANNEL_SOURCES}
     ${ZARN_REAL_SOURCES}
+    ${ZARN_PATH_SOURCES}
 )

@@ -1,6 +1,7 @@
 // Every public header of the library. The half-float records join in where the half-precision header is installed.
 #pragma once
 
+#include <zarn/bezier_path.h>
 #include <zarn/binary.h>
 #include <zarn/blend.h>
 #include <zarn/colour.h>
