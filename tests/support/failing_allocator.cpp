@@ -10,6 +10,7 @@ std::atomic<std::int64_t> live{0};
 std::atomic<std::int64_t> requests_until_failure{0}; // the request that takes it from 1 to 0 fails; idle at 0 and below
 std::atomic<bool> armed{false};
 std::atomic<bool> fail_all_after{false};
+std::atomic<bool> fail_throwing_forms{false};
 std::atomic<bool> failed{false};
 
 bool shall_fail() {
@@ -27,6 +28,7 @@ void* allocate(std::size_t size) {
 }
 
 void* allocate_or_throw(std::size_t size) {
+    if (fail_throwing_forms.load() && shall_fail()) throw std::bad_alloc();
     if (void* memory = allocate(size)) return memory;
     throw std::bad_alloc();
 }
@@ -57,9 +59,10 @@ namespace zarn_test {
 
 std::int64_t live_allocations() { return live.load(); }
 
-allocation_failure::allocation_failure(std::int64_t n, bool and_after) {
+allocation_failure::allocation_failure(std::int64_t n, bool and_after, bool throwing_forms) {
     requests_until_failure.store(n);
     fail_all_after.store(and_after);
+    fail_throwing_forms.store(throwing_forms);
     failed.store(false);
     armed.store(true);
 }

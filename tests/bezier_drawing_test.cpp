@@ -1,0 +1,488 @@
+// Paths drawn into images of every integer class and depth.
+
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+
+#include <zarn/bezier_path.h>
+
+#include "tests/reference/reference_blend.h"
+#include "tests/reference/reference_path.h"
+#include "tests/support/failing_allocator.h"
+#include "tests/support/image_traits.h"
+
+namespace zarn_test {
+
+namespace {
+
+// How a test draws into an image of a class and depth. Ink: the samples of one pixel, in the words of reference_image.
+struct pen {
+    std::uint8_t stroke = 0;
+    double width = 0.0;
+    int even_odd = 0;
+};
+
+using ink = const std::uint32_t*;
+
+template <class Sample, unsigned Colours, bool HasAlpha>
+struct canvas_format {
+    using sample = Sample;
+    static constexpr unsigned channels = Colours + (HasAlpha ? 1 : 0);
+
+    static reference_image blank(std::uint32_t width, std::uint32_t height, std::uint32_t origin) {
+        reference_image picture;
+        picture.origin = origin;
+        picture.colours = Colours;
+        picture.has_alpha = HasAlpha;
+        picture.full = static_cast<Sample>(~Sample{0});
+        return picture.blank(width, height);
+    }
+};
+
+template <class Image, class Pixel, class Sample>
+struct rgba_canvas : canvas_format<Sample, 3, true> {
+    using image = Image;
+    static Pixel pixel(ink s) { return image_traits<Image>::to_pixel(s); }
+    static unsigned int create(zarn_bezier_path& path, const pen& p, ink s, Image& target, zarn_point_s& offset) {
+        return path.rasterize_to_image(p.stroke, p.width, pixel(s), p.even_odd, target, offset);
+    }
+    static unsigned int draw(zarn_bezier_path& path, const pen& p, ink s, Image& target) {
+        return path.rasterize_to_image_existing(p.stroke, p.width, pixel(s), p.even_odd, target);
+    }
+    static unsigned int load(Image& target, const reference_image& picture, Sample* samples) {
+        return target.create(picture.width, picture.height, picture.origin, samples, 1);
+    }
+    static const void* array(const Image& target) { return target.get_pixel_array(); }
+};
+
+template <unsigned Type>
+using sample_of_type =
+    std::conditional_t<Type == 0, std::uint8_t, std::conditional_t<Type == 1, std::uint16_t, std::uint32_t>>;
+
+template <class Image, unsigned Type, bool HasAlpha>
+struct depth_canvas : canvas_format<sample_of_type<Type>, 1, HasAlpha> {
+    using image = Image;
+    static unsigned int create(zarn_bezier_path& path, const pen& p, ink s, Image& target, zarn_point_s& offset) {
+        if constexpr (HasAlpha) {
+            return path.rasterize_to_image(p.stroke, p.width, s[0], s[1], Type, p.even_odd, target, offset);
+        } else {
+            return path.rasterize_to_image(p.stroke, p.width, s[0], Type, p.even_odd, target, offset);
+        }
+    }
+    // 77: the type of an existing image is its own.
+    static unsigned int draw(zarn_bezier_path& path, const pen& p, ink s, Image& target) {
+        if constexpr (HasAlpha) {
+            return path.rasterize_to_image_existing(p.stroke, p.width, s[0], s[1], 77, p.even_odd, target);
+        } else {
+            return path.rasterize_to_image_existing(p.stroke, p.width, s[0], 77, p.even_odd, target);
+        }
+    }
+    static unsigned int load(Image& target, const reference_image& picture, sample_of_type<Type>* samples) {
+        return target.create(picture.width, picture.height, picture.origin, Type, samples, 1);
+    }
+    static const void* array(const Image& target) {
+        if constexpr (Type == 0) return target.get_pixel_array_8();
+        if constexpr (Type == 1) return target.get_pixel_array_16();
+        return target.get_pixel_array_32();
+    }
+};
+
+using canvas_8 = rgba_canvas<zarn_image_8, zarn_pixel_8_s, std::uint8_t>;
+
+using canvases =
+    ::testing::Types<canvas_8, rgba_canvas<zarn_image_16, zarn_pixel_16_s, std::uint16_t>,
+                     depth_canvas<zarn_image_grayscale, 0, true>, depth_canvas<zarn_image_grayscale, 1, true>,
+                     depth_canvas<zarn_image_grayscale, 2, true>, depth_canvas<zarn_image_channel, 0, false>,
+                     depth_canvas<zarn_image_channel, 1, false>, depth_canvas<zarn_image_channel, 2, false>>;
+
+struct canvas_names {
+    template <class Canvas>
+    static std::string GetName(int) {
+        return text("channels", Canvas::channels, "bytes", sizeof(typename Canvas::sample)).substr(0, 18);
+    }
+};
+
+template <class Canvas>
+reference_image read(const typename Canvas::image& image) {
+    reference_image picture = Canvas::blank(image.get_width(), image.get_height(), image.get_origin());
+    const auto* samples = static_cast<const typename Canvas::sample*>(Canvas::array(image));
+    for (std::size_t i = 0; i < picture.samples.size(); ++i) picture.samples[i] = samples[i];
+    return picture;
+}
+
+template <class Canvas>
+void load(typename Canvas::image& image, const reference_image& picture) {
+    std::vector<typename Canvas::sample> samples(picture.samples.size());
+    for (std::size_t i = 0; i < samples.size(); ++i) {
+        samples[i] = static_cast<typename Canvas::sample>(picture.samples[i]);
+    }
+    ASSERT_EQ(Canvas::load(image, picture, samples.data()), 1u);
+}
+
+// A picture without meaning, its alpha of every kind.
+template <class Canvas>
+reference_image random_picture(std::uint32_t width, std::uint32_t height, std::uint32_t origin,
+                               random_numbers& random) {
+    reference_image picture = Canvas::blank(width, height, origin);
+    for (std::uint32_t& sample : picture.samples) {
+        const std::uint32_t any = random();
+        sample = static_cast<typename Canvas::sample>(any % 7 == 0 ? 0 : any % 7 == 1 ? 0xFFFFFFFF : random());
+    }
+    return picture;
+}
+
+zarn_bezier_path path_of_vertices(const polygon& outline) {
+    zarn_list<zarn_fpoint_s> list;
+    for (const point& p : outline) list.push_back({static_cast<float>(p.x), static_cast<float>(p.y)});
+    zarn_bezier_path path;
+    path.set_vertex_list(list, 0);
+    return path;
+}
+
+zarn_bezier_path circle(float x, float y, float diameter) {
+    zarn_bezier_path path;
+    path.create_ellipse({x, y}, diameter, diameter);
+    path.build_vertex_list(20.0);
+    return path;
+}
+
+// What a path covers, as the alpha of an image of its own: coverage of each pixel in the path's coordinates.
+struct coverage_map {
+    zarn_owned<zarn_image_8> image;
+    zarn_point_s offset;
+    unsigned int result;
+
+    coverage_map(zarn_bezier_path& path, const pen& p) {
+        result = path.rasterize_to_image(p.stroke, p.width, zarn_pixel_8_s(1, 2, 3, 255), p.even_odd, *image, offset);
+    }
+    double area() const {
+        double sum = 0.0;
+        for (std::uint64_t i = 0; i < std::uint64_t{image->get_width()} * image->get_height(); ++i) {
+            sum += image->get_pixel_array()[i].a;
+        }
+        return sum / 255.0;
+    }
+};
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
+
+const polygon kite = {{12.25, 3.5}, {31.125, 17.75}, {20.0, 41.375}, {4.5, 20.0}};
+
+} // namespace
+
+template <class Canvas>
+class bezier_drawing : public ::testing::Test {};
+TYPED_TEST_SUITE(bezier_drawing, canvases, canvas_names);
+
+TYPED_TEST(bezier_drawing, new_image_holds_the_coverage) {
+    zarn_bezier_path path = path_of_vertices(kite);
+    const std::uint32_t inks[][4] = {{0xC8A01E2D, 0xFFFFFFFF, 7, 0xFFFFFFFF},
+                                     {300, 0x80C0A0E1, 0x12345678, 0x70605040}};
+    for (const ink one : inks) {
+        zarn_owned<typename TypeParam::image> image;
+        zarn_point_s offset;
+        ASSERT_EQ(TypeParam::create(path, {}, one, *image, offset), 1u);
+        const reference_image picture = read<TypeParam>(*image);
+        // 31.125 - 4.5 + 6 and 41.375 - 3.5 + 6, truncated; 3 pixels left of and above the minimum (4.5, 3.5).
+        EXPECT_EQ(picture.width, 32u);
+        EXPECT_EQ(picture.height, 43u);
+        EXPECT_EQ(picture.origin, upper_left);
+        EXPECT_EQ(offset, zarn_point_s(1, 0));
+        polygon moved = kite;
+        for (point& p : moved) p = {p.x - 1.5, p.y - 0.5};
+        const coverage_map map(path, {});
+        for (std::uint32_t y = 0; y < picture.height; ++y) {
+            for (std::uint32_t x = 0; x < picture.width; ++x) {
+                const std::uint64_t cover = map.image->get_pixel(x, y).a;
+                ASSERT_NEAR(static_cast<double>(cover), reference_coverage(moved, x, y) * 255.0, 3.0) << text(x, y);
+                const std::uint32_t* pixel = picture.at_picture(x, y);
+                const unsigned last = TypeParam::channels - 1; // alpha, or the value
+                for (unsigned i = 0; i < last; ++i) {
+                    ASSERT_EQ(pixel[i], static_cast<typename TypeParam::sample>(one[i]));
+                }
+                const std::uint64_t scaled = static_cast<typename TypeParam::sample>(one[last]);
+                ASSERT_EQ(pixel[last], cover * scaled / 255) << text(x, y);
+            }
+        }
+    }
+}
+
+TYPED_TEST(bezier_drawing, existing_image_is_composited_as_by_blit) {
+    random_numbers random(71);
+    const polygon star = {{30, -12}, {52.3, 61}, {-6, 15.7}, {66, 14}, {8.5, 63}}; // overlaps itself and the edges
+    const std::uint32_t inks[][4] = {{0xC8A01E2D, 0xFFFFFFFF, 7, 0xFFFFFFFF}, {0x80C0A0E1, 300, 9, 128}};
+    for (const pen& p : {pen{}, pen{0, 0.0, 1}, pen{1, 5.5, 0}, pen{1, 400.0, 0}}) {
+        zarn_bezier_path path = path_of_vertices(star);
+        // Coverage in picture coordinates: the same drawn opaque on black.
+        zarn_owned<zarn_image_8> map;
+        ASSERT_EQ(map->create(60, 50, upper_left, nullptr, 1), 1u);
+        const std::uint32_t opaque[] = {0, 0, 0, 255};
+        ASSERT_EQ(canvas_8::draw(path, p, opaque, *map), 1u);
+        for (const std::uint32_t origin : {upper_left, lower_left}) {
+            for (const ink one : inks) {
+                const reference_image before = random_picture<TypeParam>(60, 50, origin, random);
+                zarn_owned<typename TypeParam::image> image;
+                load<TypeParam>(*image, before);
+                ASSERT_EQ(TypeParam::draw(path, p, one, *image), 1u);
+                reference_image expected = before;
+                for (std::uint32_t y = 0; y < 50; ++y) {
+                    for (std::uint32_t x = 0; x < 60; ++x) {
+                        const std::uint64_t cover = map->get_pixel(x, y).a;
+                        if (!cover) continue;
+                        reference_image source = TypeParam::blank(1, 1, upper_left);
+                        for (unsigned i = 0; i < TypeParam::channels; ++i) {
+                            source.samples[i] = static_cast<typename TypeParam::sample>(one[i]);
+                        }
+                        reference_blit_call call;
+                        call.width = call.height = 1;
+                        call.x = static_cast<std::int32_t>(x);
+                        call.y = static_cast<std::int32_t>(y);
+                        if (source.has_alpha) {
+                            std::uint32_t& alpha = source.samples[source.colours];
+                            alpha = static_cast<std::uint32_t>(cover * alpha / 255);
+                        } else {
+                            call.opacity = static_cast<float>(cover) / 255.0f;
+                        }
+                        reference_blit(expected, source, call);
+                    }
+                }
+                EXPECT_TRUE(read<TypeParam>(*image) == expected) << text(p.width, p.even_odd, origin, one[0]);
+            }
+        }
+    }
+}
+
+TYPED_TEST(bezier_drawing, refused_drawings_leave_the_image) {
+    zarn_bezier_path path = path_of_vertices(kite), nothing;
+    const std::uint32_t black[4] = {};
+    random_numbers random(72);
+    const reference_image before = random_picture<TypeParam>(9, 7, upper_left, random);
+    zarn_owned<typename TypeParam::image> image, empty;
+    load<TypeParam>(*image, before);
+    zarn_point_s offset(5, 6);
+    const auto both = [&](zarn_bezier_path& drawn, const pen& p) {
+        return TypeParam::create(drawn, p, black, *image, offset) + TypeParam::draw(drawn, p, black, *image);
+    };
+    EXPECT_EQ(both(nothing, {}), 0u);
+    EXPECT_EQ(both(path, {1, infinity, 0}) + both(path, {1, not_a_number, 0}), 0u);
+    for (const double bad : {infinity, -infinity, not_a_number}) {
+        zarn_bezier_path broken = path_of_vertices({{0, 0}, {4, 4}, {1, bad}, {9, 9}});
+        EXPECT_EQ(both(broken, {}), 0u) << bad;
+    }
+    zarn_bezier_path wide = path_of_vertices({{0, 0}, {3e9, 0}, {0, 1}}),
+                     tall = path_of_vertices({{0, -3e38}, {1, 3e38}});
+    EXPECT_EQ(TypeParam::create(wide, {}, black, *image, offset), 0u);
+    EXPECT_EQ(TypeParam::create(tall, {}, black, *image, offset), 0u);
+    EXPECT_EQ(TypeParam::create(path, {1, 1e300, 0}, black, *image, offset), 0u);
+    EXPECT_EQ(TypeParam::draw(path, {}, black, *empty), 0u);
+    EXPECT_TRUE(read<TypeParam>(*image) == before);
+    EXPECT_EQ(offset, zarn_point_s(5, 6));
+    if constexpr (std::is_same_v<typename TypeParam::image, zarn_image_grayscale>) {
+        EXPECT_EQ(path.rasterize_to_image(0, 0.0, 1, 2, 3, 0, *image, offset), 0u) << "unknown type";
+        EXPECT_TRUE(read<TypeParam>(*image) == before);
+    }
+}
+
+TYPED_TEST(bezier_drawing, failing_allocations) {
+    const std::uint32_t grey[] = {100, 200, 50, 250};
+    random_numbers random(73);
+    const reference_image before = random_picture<TypeParam>(40, 50, upper_left, random);
+    for (const bool existing : {false, true}) {
+        for (const pen& p : {pen{}, pen{1, 3.0, 0}}) {
+            zarn_owned<typename TypeParam::image> whole;
+            zarn_point_s place;
+            zarn_bezier_path unhindered = path_of_vertices(kite);
+            ASSERT_EQ(TypeParam::create(unhindered, p, grey, *whole, place), 1u);
+            const reference_image drawn = read<TypeParam>(*whole);
+            bool happened = true;
+            for (std::int64_t n = 1; happened; ++n) {
+                ASSERT_LT(n, 100);
+                SCOPED_TRACE(text("existing", existing, "stroke", p.width, "allocation", n));
+                const std::int64_t live = live_allocations();
+                {
+                    zarn_bezier_path path = path_of_vertices(kite);
+                    zarn_owned<typename TypeParam::image> image;
+                    load<TypeParam>(*image, before);
+                    image->set_thread_limit(1);
+                    zarn_point_s offset;
+                    unsigned int result = 2;
+                    {
+                        allocation_failure failure(n, false, true);
+                        result = existing ? TypeParam::draw(path, p, grey, *image)
+                                          : TypeParam::create(path, p, grey, *image, offset);
+                        happened = failure.happened();
+                    }
+                    if (!happened) {
+                        EXPECT_EQ(result, 1u);
+                    } else if (existing) {
+                        EXPECT_EQ(result, 0u);
+                        EXPECT_TRUE(read<TypeParam>(*image) == before);
+                    } else {
+                        EXPECT_EQ(result, 0u);
+                        EXPECT_TRUE(!image->is_valid() || !messages(*image).empty());
+                    }
+                }
+                // The rasteriser itself loses the table of its blocks when the first block cannot be had.
+                EXPECT_LE(live_allocations(), live + (happened ? 1 : 0));
+            }
+        }
+    }
+}
+
+TEST(bezier_coverage, areas_agree_with_geometry) {
+    const double r = 100.0, edge = 2 * M_PI * r; // an edge pixel's coverage is off by half a step
+    zarn_bezier_path disc = circle(-3.3f, 7.7f, 200.0f);
+    disc.translate({3.5f, 4.25f});
+    EXPECT_NEAR(coverage_map(disc, {}).area(), M_PI * r * r, edge * 0.02);
+    EXPECT_NEAR(coverage_map(disc, {1, 10.0, 0}).area(), edge * 10.0, 2 * edge * 0.01);
+    EXPECT_NEAR(coverage_map(disc, {1, 0.5, 0}).area(), edge * 0.5, 2 * edge * 0.01);
+
+    zarn_bezier_path polygon_path;
+    for (const unsigned int corners : {3u, 6u, 17u, 5000u}) {
+        polygon_path.create_polygon({200, 200}, corners, 150.0f, 0.3f);
+        polygon_path.build_vertex_list(1.0);
+        const double expected = corners / 2.0 * 150 * 150 * std::sin(2 * M_PI / corners);
+        EXPECT_NEAR(coverage_map(polygon_path, {}).area(), expected, 10.0) << corners;
+    }
+
+    // Round ends make a disc; the bend's outside is round.
+    zarn_bezier_path line = path_of_vertices({{10, 10}, {110, 10}, {110, 60}});
+    EXPECT_NEAR(coverage_map(line, {1, 8.0, 0}).area(), 150 * 8 + M_PI * 16 - 16 + M_PI * 4, 2.0);
+    zarn_bezier_path square = path_of_vertices({{10, 10}, {110, 10}, {110, 60}, {10, 60}, {10, 10}});
+    EXPECT_NEAR(coverage_map(square, {1, 8.0, 0}).area(), 300 * 8 - 4 * 16 + M_PI * 16, 3.0);
+    EXPECT_NEAR(coverage_map(square, {1, 8.0, 1}).area(), 300 * 8 - 4 * 16 + M_PI * 16, 3.0) << "no seam";
+    for (const double width : {0.0, -3.0}) {
+        const coverage_map none(square, {1, width, 0});
+        EXPECT_EQ(none.result, 1u);
+        EXPECT_EQ(none.area(), 0.0);
+        EXPECT_EQ(none.image->get_width(), 106u);
+    }
+}
+
+TEST(bezier_coverage, fill_rules) {
+    // Two squares in one turn, overlapping in 20 x 20 pixels.
+    zarn_bezier_path path = path_of_vertices(
+        {{0, 0}, {40, 0}, {40, 40}, {20, 40}, {20, 20}, {60, 20}, {60, 60}, {20, 60}, {20, 40}, {0, 40}});
+    EXPECT_EQ(coverage_map(path, {}).area(), 2 * 1600 - 400);
+    EXPECT_EQ(coverage_map(path, {0, 0.0, 1}).area(), 2 * 1600 - 2 * 400);
+    // The middle of a pentagram is wound twice around.
+    polygon star;
+    for (int i = 0; i < 5; ++i)
+        star.push_back({100 + 90 * std::sin(i * 0.8 * M_PI), 100 - 90 * std::cos(i * 0.8 * M_PI)});
+    zarn_bezier_path pentagram = path_of_vertices(star);
+    const double inner = 90 * std::cos(0.4 * M_PI) / std::cos(0.2 * M_PI);
+    const double pentagon = 2.5 * inner * inner * std::sin(0.4 * M_PI);
+    EXPECT_NEAR(coverage_map(pentagram, {}).area() - coverage_map(pentagram, {0, 0.0, 1}).area(), pentagon, 3.0);
+}
+
+TEST(bezier_coverage, offsets) {
+    struct {
+        double x, y;
+        pen p;
+        std::uint32_t offset_x, offset_y;
+    } const cases[] = {{10.75, 3.0, {}, 7, 0},
+                       {2.5, -7.25, {}, 0, static_cast<std::uint32_t>(-10)},
+                       {100.0, 100.0, {1, 5.0, 0}, 94, 94},
+                       {-4e9, 5.0, {1, 5.0, 0}, 294967291, static_cast<std::uint32_t>(0)}};
+    for (const auto& one : cases) {
+        zarn_bezier_path path = path_of_vertices({{one.x, one.y}, {one.x + 4, one.y}, {one.x + 4, one.y + 2}});
+        zarn_owned<zarn_image_8> image;
+        zarn_point_s offset;
+        if (one.x < -1e6) { // the bounds of a negative path reach up to 0
+            EXPECT_EQ(path.rasterize_to_image(0, 0.0, zarn_pixel_8_s(), 0, *image, offset), 0u);
+            continue;
+        }
+        ASSERT_EQ(path.rasterize_to_image(one.p.stroke, one.p.width, zarn_pixel_8_s(), 0, *image, offset), 1u);
+        EXPECT_EQ(offset, zarn_point_s(one.offset_x, one.offset_y)) << text(one.x, one.y);
+    }
+    // Wholly negative: the image reaches to 0.
+    zarn_bezier_path negative = path_of_vertices({{-50, -40}, {-30, -40}, {-30, -20}, {-50, -20}});
+    const coverage_map map(negative, {});
+    EXPECT_EQ(map.image->get_width(), 56u);
+    EXPECT_EQ(map.image->get_height(), 46u);
+    EXPECT_EQ(map.offset, zarn_point_s(static_cast<std::uint32_t>(-53), static_cast<std::uint32_t>(-43)));
+    EXPECT_EQ(map.area(), 400.0);
+    EXPECT_EQ(map.image->get_pixel(3, 3).a, 255);
+    EXPECT_EQ(map.image->get_pixel(2, 3).a, 0);
+}
+
+TEST(bezier_coverage, thousands_of_segments_in_parts) {
+    // A comb whose edges make some 12 million cells: more than are kept at once.
+    const int teeth = 1500, height = 4000;
+    polygon comb;
+    for (int i = 0; i <= teeth; ++i) {
+        comb.push_back({2.0 * i, 0.0});
+        if (i < teeth) comb.push_back({2.0 * i + 1.0, static_cast<double>(height)});
+    }
+    comb.push_back({2.0 * teeth, height + 10.0});
+    comb.push_back({0.0, height + 10.0});
+    zarn_bezier_path path = path_of_vertices(comb);
+    const coverage_map map(path, {});
+    EXPECT_NEAR(map.area(), teeth * (height + 20.0), teeth * height * 0.006);
+    for (std::uint32_t y = 4; y < height; y += 97) { // the same in every part
+        double row = 0.0;
+        for (std::uint32_t x = 0; x < map.image->get_width(); ++x) row += map.image->get_pixel(x, y).a / 255.0;
+        ASSERT_NEAR(row, 2.0 * teeth * (y - 2.5) / height, 2.0 * teeth * 0.01) << y;
+    }
+
+    zarn_bezier_path wave;
+    for (int i = 0; i < 4000; ++i) {
+        wave.push_knot({static_cast<float>(i) * 0.5f, 50.0f + 40.0f * std::sin(static_cast<float>(i) * 0.02f)}, 0, 2);
+    }
+    wave.modify_knot_state(0, 2);
+    wave.build_vertex_list(4.0);
+    EXPECT_GT(wave.get_vertex_count(), 8000u);
+    double length = 0.0;
+    for (int i = 0; i + 1 < 4000; ++i) {
+        const zarn_fpoint_s &a = wave.get_knot(i).position, &b = wave.get_knot(i + 1).position;
+        length += std::hypot(b.x - a.x, b.y - a.y);
+    }
+    EXPECT_NEAR(coverage_map(wave, {1, 3.0, 0}).area(), length * 3.0 + M_PI * 2.25, length * 0.02);
+}
+
+TEST(bezier_coverage, pictures_wider_than_fixed_point_coordinates) {
+    zarn_bezier_path path = path_of_vertices({{0, 0}, {9000000, 0}, {9000000, 2}, {0, 2}});
+    zarn_owned<zarn_image_grayscale> image;
+    zarn_point_s offset;
+    ASSERT_EQ(path.rasterize_to_image(0, 0.0, 1, 255, 0, 0, *image, offset), 1u);
+    ASSERT_EQ(image->get_width(), 9000006u);
+    for (std::uint32_t x = 0; x < 9000006; x += x < 1000 || x > 8999000 ? 1 : 1009) {
+        ASSERT_EQ(image->get_pixel_8(x, 3).alpha, x >= 3 && x < 9000003 ? 255 : 0) << x;
+    }
+}
+
+TEST(bezier_coverage, hostile_coordinates_and_widths_end) {
+    const double values[] = {0.0, 1.0, 17.3, -1e-38, 63.9, -8388608.0, 1e15, -1e30, 3e38, -3e38, -1e7, 1e9, 1e-20, 5.5};
+    const double widths[] = {1.0, 1e-300, 40.0, 1e6, 1e12, 1e30, 1e300, -5.0};
+    random_numbers random(74);
+    zarn_owned<zarn_image_8> image;
+    ASSERT_EQ(image->create(64, 48, upper_left, nullptr, 1), 1u);
+    const std::uint32_t black[] = {0, 0, 0, 255};
+    for (int round = 0; round < 4000; ++round) {
+        polygon outline(1 + random.below(6));
+        for (point& p : outline) p = {values[random.below(14)], values[random.below(14)]};
+        zarn_bezier_path path = path_of_vertices(outline);
+        const pen p{static_cast<std::uint8_t>(random.below(2)), widths[random.below(8)],
+                    static_cast<int>(random.below(2))};
+        ASSERT_EQ(canvas_8::draw(path, p, black, *image), 1u) << round;
+    }
+    // What reaches the picture is drawn, wherever the rest lies.
+    image->clear(zarn_pixel_8_s(), 1);
+    zarn_bezier_path half = path_of_vertices({{-1e30, -1e30}, {32, -1e30}, {32, 1e30}, {-1e30, 1e30}});
+    ASSERT_EQ(canvas_8::draw(half, {}, black, *image), 1u);
+    EXPECT_EQ(image->get_pixel(31, 20).a, 255);
+    EXPECT_EQ(image->get_pixel(32, 20).a, 0);
+    zarn_bezier_path band = path_of_vertices({{-1e30, 20}, {1e30, 20}});
+    ASSERT_EQ(canvas_8::draw(band, {1, 4.0, 0}, black, *image), 1u);
+    EXPECT_EQ(image->get_pixel(40, 18).a, 255);
+    EXPECT_EQ(image->get_pixel(40, 22).a, 0);
+    zarn_bezier_path dot = path_of_vertices({{0, 0}, {1, 1}});
+    ASSERT_EQ(canvas_8::draw(dot, {1, 1e30, 0}, black, *image), 1u);
+    EXPECT_EQ(image->get_pixel(63, 47).a, 255);
+}
+
+} // namespace zarn_test
