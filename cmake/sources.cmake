@@ -61,12 +61,14 @@ set(ZARN_KERNEL_SOURCES
     kernels/export_rows.cpp
     kernels/gaussian_blur.cpp
     kernels/grading.cpp
+    kernels/histogram.cpp
     kernels/import_rows.cpp
     kernels/layout.cpp
     kernels/move_pixels.cpp
     kernels/normalize.cpp
     kernels/normalize_values.cpp
     kernels/normals.cpp
+    kernels/nradar.cpp
     kernels/premultiplied_blur.cpp
     kernels/quarter_turn.cpp
     kernels/reals.cpp
@@ -103,6 +105,7 @@ set(ZARN_OPERATION_SOURCES
     operations/frame.cpp
     operations/geometry.cpp
     operations/grading.cpp
+    operations/histogram.cpp
     operations/image_load.cpp
     operations/image_save.cpp
     operations/lifecycle.cpp
@@ -111,6 +114,7 @@ set(ZARN_OPERATION_SOURCES
     operations/native_values.cpp
     operations/normalize_values.cpp
     operations/normals.cpp
+    operations/nradar.cpp
     operations/real_blit.cpp
     operations/real_file.cpp
     operations/real_geometry.cpp
@@ -134,7 +138,10 @@ set(ZARN_CHANNEL_SOURCES
 )
 
 set(ZARN_REAL_SOURCES
+    real/histogram_chart.cpp
     real/image_real_32.cpp
+    real/nradar.cpp
+    real/nradar_picture.cpp
     real/real_image.cpp
 )
 
