@@ -207,14 +207,6 @@ TEST_F(histogram_chart, is_the_plain_one) {
     }
 }
 
-TEST_F(histogram_chart, lifts_flat_histograms) {
-    zarn_histogram_s histogram = grey_with({1000, 10, 10, 10, 10, 10, 10, 10, 10, 10});
-    ASSERT_EQ(draw(histogram, 0, 101), 1u);
-    EXPECT_EQ(___image.get_pixel_8(0, 0), 200);
-    EXPECT_EQ(___image.get_pixel_8(5, 95), 200); // 5 % of 100 rows above the bottom one
-    EXPECT_EQ(___image.get_pixel_8(5, 94), 7);
-}
-
 TEST_F(histogram_chart, of_no_counts_is_background) {
     ASSERT_EQ(draw(grey_with({0, 0, 0}), 3, 2), 1u);
     EXPECT_EQ(pixels(), std::vector<std::uint8_t>(6, 7));

@@ -121,17 +121,6 @@ TEST(radar, is_freed_when_memory_is_short) {
     }
 }
 
-TEST(radar, copies_own_their_samples) {
-    zarn_nradar_s original = measured(normal_map(9, 9, 1), 9, 16);
-    const zarn_nradar_s copy(original);
-    zarn_nradar_s assigned = measured(normal_map(3, 3, 1), 50);
-    assigned = original;
-    original.free();
-    expect_same(original, zarn_nradar_s());
-    expect_same(copy, measured(normal_map(9, 9, 1), 9, 16));
-    expect_same(assigned, copy);
-}
-
 // A radar with these counts, first hemisphere then second, and normals that differ from bin to bin.
 zarn_nradar_s counted(const std::vector<unsigned int>& first, const std::vector<unsigned int>& second,
                       unsigned int first_poles, unsigned int second_poles, unsigned int flags) {

@@ -7,6 +7,7 @@
 #include <zarn/colour.h>
 #include <zarn/depth_image.h>
 #include <zarn/export.h>
+#include <zarn/histogram.h>
 #include <zarn/image_16.h>
 #include <zarn/image_8.h>
 #include <zarn/image_8_16.h>
@@ -15,6 +16,7 @@
 #include <zarn/image_real_32.h>
 #include <zarn/lifecycle.h>
 #include <zarn/list.h>
+#include <zarn/nradar.h>
 #include <zarn/owned.h>
 #include <zarn/pixels.h>
 #include <zarn/points.h>
