@@ -139,6 +139,7 @@ set(ZARN_CHANNEL_SOURCES
 
 set(ZARN_REAL_SOURCES
     real/histogram_chart.cpp
+    real/image_real_16.cpp
     real/image_real_32.cpp
     real/nradar.cpp
     real/nradar_picture.cpp

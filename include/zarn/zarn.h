@@ -27,4 +27,5 @@
 
 #if __has_include(<half.hpp>)
     #include <zarn/half_pixels.h>
+    #include <zarn/image_real_16.h>
 #endif
