@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "core/scan_conversion.h"
+#include "core/coverage_span.h"
 #include "kernels/blit.h"
 #include "kernels/pixel_format.h"
 

@@ -17,8 +17,7 @@ using namespace zarn;
 // What is drawn, whatever it is drawn into.
 struct drawing {
     polyline_shape shape{};
-    double margin = 0.0; // around the shape in an image of its own
-    double width = 0.0;  // of that image
+    double width = 0.0; // of an image of its own
     double height = 0.0;
     double left = 0.0; // where the path has its top left corner
     double top = 0.0;
@@ -82,7 +81,7 @@ blit_picture picture_of(const Image& image) {
 
 template <class Format, class Image, class Pixel>
 struct rgba_ink {
-    const Pixel& pixel;
+    Pixel pixel; // a copy: the host's may lie in the image that is made anew
 
     bool can_create() const { return true; }
     bool create(Image& image, std::uint32_t width, std::uint32_t height) const {
