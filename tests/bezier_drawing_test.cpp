@@ -410,6 +410,17 @@ TEST(bezier_coverage, offsets) {
     EXPECT_EQ(map.image->get_pixel(2, 3).a, 0);
 }
 
+TEST(bezier_coverage, colours_of_the_image_itself) {
+    zarn_bezier_path path = path_of_vertices(kite);
+    zarn_owned<zarn_image_8> image;
+    ASSERT_EQ(image->create(300, 300, upper_left, nullptr, 1), 1u);
+    image->set_pixel(9, 9, zarn_pixel_8_s(10, 20, 30, 200));
+    zarn_point_s offset;
+    ASSERT_EQ(path.rasterize_to_image(0, 0.0, image->get_pixel(9, 9), 0, *image, offset), 1u);
+    const zarn_pixel_8_s& pixel = image->get_pixel(16, 20);
+    EXPECT_EQ(text(+pixel.r, +pixel.g, +pixel.b, +pixel.a), text(10, 20, 30, 200));
+}
+
 TEST(bezier_coverage, thousands_of_segments_in_parts) {
     // A comb whose edges make some 12 million cells: more than are kept at once.
     const int teeth = 1500, height = 4000;
