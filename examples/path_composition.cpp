@@ -104,8 +104,10 @@ bool paint_blossom(zarn_image_8& picture) {
     zarn_bezier_path inside = path; // the shadow's coordinates start at its image's corner
     inside.translate_relative(zarn_fpoint_s(-static_cast<float>(offset.x), -static_cast<float>(offset.y)));
     inside.rasterize_to_image_existing(0, 0.0, zarn_pixel_8_s(12, 8, 30, 255), 0, *shadow);
+    constexpr unsigned int reach = 40; // the blur needs room to fade
+    if (!shadow->resize_canvas(reach, reach, reach, reach, zarn_pixel_8_s(12, 8, 30, 0))) return false;
     if (!shadow->gaussian_blur(9.0f, 1, 0, 1)) return false;
-    lay(*shadow, offset, 14, 22, 0.6f, picture);
+    lay(*shadow, offset, 14 - static_cast<int>(reach), 22 - static_cast<int>(reach), 0.6f, picture);
 
     if (!path.rasterize_to_image(0, 0.0, zarn_pixel_8_s(255, 255, 255, 255), 0, *mask, offset)) return false;
     for (unsigned int y = 0; y < mask->get_height(); ++y) {
