@@ -1,7 +1,7 @@
 // Control over the memory of the test program: non-throwing allocations can be made to fail, and all are counted.
 //
-// The program's operator new and delete are replaced; forms that throw fail on purpose only where a test says so. Over-aligned forms are
-// the standard library's own and not counted.
+// The program's operator new and delete are replaced; forms that throw fail on purpose only where a test says so.
+// Over-aligned forms are the standard library's own and not counted.
 #pragma once
 
 #include <cstdint>
