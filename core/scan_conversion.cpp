@@ -138,7 +138,7 @@ private:
         }
         const zarn_fpoint_s &first = m_shape.points[0], &last = m_shape.points[count - 1];
         if (count > 2 && first.x == last.x && first.y == last.y) {
-            m_line.add_vertex(0.0, 0.0, agg::path_cmd_end_poly | agg::path_flags_close);
+            m_line.add_vertex(0.0, 0.0, unsigned{agg::path_cmd_end_poly} | unsigned{agg::path_flags_close});
         }
     }
 

@@ -91,6 +91,9 @@ int main(int argument_count, char** arguments) {
             set_pixel(*picture, x, y, v.x * 0.5f + 0.5f, v.y * 0.5f + 0.5f, v.z * 0.5f + 0.5f);
         }
     }
+    // Saved as bytes, as it is.
+    picture->set_if_is_u8_max_256(1);
+    picture->set_if_is_sRGB(1);
     zarn_histogram_s histogram;
     zarn_nradar_s radar;
     const bool done = picture->build_histogram(256, histogram) != 0 &&
