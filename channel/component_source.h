@@ -29,8 +29,8 @@ struct rgba_source {
                       image.get_image_type() == 0 ? 1 : 2) {}
 
     const_sample_run component(unsigned index) const {
-        return {pixels ? static_cast<const unsigned char*>(pixels) + index * sample_bytes : nullptr, rgba_channels,
-                sample_bytes};
+        return {pixels ? static_cast<const unsigned char*>(pixels) + std::size_t{index} * sample_bytes : nullptr,
+                rgba_channels, sample_bytes};
     }
 
 private:

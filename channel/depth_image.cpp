@@ -95,7 +95,7 @@ unsigned int zarn_depth_image::___create_from(const zarn::const_sample_run* sour
     const std::uint32_t bytes = zarn::sample_bytes(image_type);
     auto* const to = static_cast<unsigned char*>(___state.pixels);
     for (std::uint32_t c = 0; c < channels; ++c) {
-        zarn::convert_samples(sources[c], {to + c * bytes, channels, bytes}, zarn::pixel_count(___state));
+        zarn::convert_samples(sources[c], {to + std::size_t{c} * bytes, channels, bytes}, zarn::pixel_count(___state));
     }
     return 1;
 }
@@ -109,7 +109,8 @@ unsigned int zarn_depth_image::___create_copy(const zarn_depth_image& source, un
     const std::uint32_t channels = channels_of(source.___state);
     const auto* const pixels = static_cast<const unsigned char*>(source.___state.pixels);
     zarn::const_sample_run samples[2] = {};
-    for (std::uint32_t c = 0; c < channels && pixels; ++c) samples[c] = {pixels + c * bytes, channels, bytes};
+    for (std::uint32_t c = 0; c < channels && pixels; ++c)
+        samples[c] = {pixels + std::size_t{c} * bytes, channels, bytes};
     return ___create_from(samples, source.get_width(), source.get_height(), source.get_origin(), image_type);
 }
 
@@ -119,7 +120,7 @@ unsigned int zarn_depth_image::___create_from_part(const zarn_depth_image& sourc
     if (channel >= channels) return ___refuse_channel();
     const std::uint32_t bytes = zarn::sample_bytes(source.get_image_type());
     const auto* const pixels = static_cast<const unsigned char*>(source.___state.pixels);
-    const zarn::const_sample_run samples{pixels ? pixels + channel * bytes : nullptr, channels, bytes};
+    const zarn::const_sample_run samples{pixels ? pixels + std::size_t{channel} * bytes : nullptr, channels, bytes};
     return ___create_from(&samples, source.get_width(), source.get_height(), source.get_origin(), image_type);
 }
 

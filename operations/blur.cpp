@@ -14,11 +14,6 @@ namespace zarn {
 
 namespace {
 
-struct array_releaser {
-    void operator()(void* pixels) const noexcept { release_pixel_array(pixels); }
-};
-using scratch_array = std::unique_ptr<void, array_releaser>;
-
 // Rows that no band wrote must not show what the memory held before. `row_bytes` to a row, `height` rows.
 void clear_rows(void* pixels, std::uint64_t row_bytes, std::uint64_t height, std::uint64_t first) noexcept {
     if (first >= height) return;
@@ -30,7 +25,7 @@ void clear_rows(void* pixels, std::uint64_t row_bytes, std::uint64_t height, std
 
 template <class Format>
 unsigned int do_gaussian_blur(image_state& image, float sigma, blur_switches blur) noexcept {
-    const scratch_array temporary(allocate_pixels(pixel_count(image), pixel_bytes<Format>));
+    const owned_pixels temporary(allocate_pixels(pixel_count(image), pixel_bytes<Format>));
     if (!temporary) return fail_allocation(image, image.names->pixel_array);
     operation_bands bands(image, L"gaussian", 0, image.height, one_band_unless_rows_abound(image, image.height));
     if (!bands) return 0;
@@ -87,13 +82,13 @@ public:
     }
 
 private:
-    static scratch_array allocate_area(const box_area& area) noexcept {
-        return scratch_array(allocate_pixels(std::uint64_t{area.width} * area.height, pixel_bytes<Format>));
+    static owned_pixels allocate_area(const box_area& area) noexcept {
+        return owned_pixels(allocate_pixels(std::uint64_t{area.width} * area.height, pixel_bytes<Format>));
     }
 
     // As an operation of its own allocates its result and its records.
-    scratch_array allocate_with_records(const box_area& area, const wchar_t* record) noexcept {
-        scratch_array pixels = allocate_area(area);
+    owned_pixels allocate_with_records(const box_area& area, const wchar_t* record) noexcept {
+        owned_pixels pixels = allocate_area(area);
         if (!pixels) {
             fail_allocation(___image, ___image.names->pixel_array);
         } else if (!operation_bands(___image, record, 0, area.height,
@@ -133,7 +128,7 @@ private:
             push_error(___image.errors, {L"Failed to ", iteration.vertical_class, L"::___do_vertical_blur()."});
             return undo(!is_first);
         }
-        scratch_array fresh; // the result, unless that takes the place of what it is made from
+        owned_pixels fresh; // the result, unless that takes the place of what it is made from
         bool is_cropped = is_last;
         if (is_last) {
             ___canvas.reset(); // the crop may need its room
@@ -187,8 +182,8 @@ private:
     box_area ___picture; // the part of the padded picture without padding
     box_area ___padded;
     blur_switches ___blur;
-    scratch_array ___canvas;
-    scratch_array ___scratch;
+    owned_pixels ___canvas;
+    owned_pixels ___scratch;
 };
 
 // `reach` is how far beyond the picture the passes look; a margin wider than that changes no pixel of the picture.

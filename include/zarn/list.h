@@ -107,7 +107,7 @@ public:
 private:
     static T* allocate(unsigned int n) {
         // A product beyond the address space must fail, not wrap (and not throw, as new[] itself would).
-        if (n > PTRDIFF_MAX / sizeof(T)) return nullptr;
+        if (n > PTRDIFF_MAX / sizeof(T)) return nullptr; // NOLINT(bugprone-sizeof-expression): T may be a pointer
         return new (std::nothrow) T[n]();
     }
 
