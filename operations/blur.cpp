@@ -186,6 +186,20 @@ private:
     owned_pixels ___scratch;
 };
 
+// The padded blurs replace the image's array: one that is the caller's is left to the caller.
+template <class Format>
+bool own_pixels(image_state& image) noexcept {
+    if (!image.borrowed) return true;
+    void* const own = allocate_pixels(pixel_count(image), pixel_bytes<Format>);
+    if (!own) {
+        fail_allocation(image, image.names->pixel_array);
+        return false;
+    }
+    std::memcpy(own, image.pixels, static_cast<std::size_t>(pixel_count(image) * pixel_bytes<Format>));
+    install_pixels(image, own, image.width, image.height);
+    return true;
+}
+
 // `reach` is how far beyond the picture the passes look; a margin wider than that changes no pixel of the picture.
 template <class Format>
 unsigned int blur_padded(image_state& image, std::uint32_t padding, std::uint64_t reach, const wchar_t* scratch_name,
@@ -197,6 +211,7 @@ unsigned int blur_padded(image_state& image, std::uint32_t padding, std::uint64_
                    {L"Failed to pad image edges. ", image.names->image_class, L"::resize_canvas() failed."});
         return 0;
     }
+    if (!own_pixels<Format>(image)) return 0;
     const std::uint64_t needed = std::min<std::uint64_t>(padding, reach + padding_beyond_radius);
     padded_blur<Format> work(image, static_cast<std::uint32_t>(needed), blur);
     return work.allocate(scratch_name) ? work.run(iterations, count) : 0;

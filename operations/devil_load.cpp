@@ -139,6 +139,17 @@ const float* devil_load::floats(image_state& image) noexcept {
     return static_cast<const float*>(session.data(count * 4 * sizeof(float)));
 }
 
+void devil_load::restore_alpha(float* row, std::uint32_t y) noexcept {
+    psd_plane plane{};
+    if (!___bytes || !find_raw_psd_alpha(*___bytes, plane)) return;
+    if (plane.width != ___session->width() || plane.height != ___session->height()) return;
+    std::uint64_t offset = plane.offset + std::uint64_t{y} * plane.width * plane.sample_bytes;
+    for (std::uint32_t x = 0; x < plane.width; ++x, offset += plane.sample_bytes) {
+        row[x * std::uint64_t{4} + 3] = plane.sample_bytes == 1 ? static_cast<float>(___bytes->u8(offset)) / 255.0f
+                                                                : static_cast<float>(___bytes->be16(offset)) / 65535.0f;
+    }
+}
+
 template <class Format>
 unsigned int devil_load::store(image_state& image, component_choice choice) noexcept {
     using sample = sample_of<Format>;

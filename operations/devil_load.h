@@ -38,6 +38,8 @@ public:
     std::uint32_t width() const noexcept { return ___session->width(); }
     std::uint32_t height() const noexcept { return ___session->height(); }
     std::uint32_t origin() const noexcept { return ___session->origin(); }
+    // Puts the file's own alpha into a row of floats(), by picture row, where DevIL's is known to be wrong.
+    void restore_alpha(float* row, std::uint32_t y) noexcept;
 
     // Converts the picture into the format, once, and makes it the contents of an empty image. Formats without three
     // colours take the chosen components.

@@ -6,7 +6,6 @@
 #include "core/owned_array.h"
 #include "core/platform/named_lock.h"
 #include "kernels/import_rows.h"
-#include "kernels/layout.h"
 #include "kernels/low_bits.h"
 #include "kernels/reals.h"
 #include "operations/deep_files.h"
@@ -58,21 +57,19 @@ bitmap_traits traits_of(bitmap_type type) noexcept {
 template <class Sample>
 class pixel_sink {
 public:
-    pixel_sink(image_state& image, bool is_grayscale, bool from_colour)
+    pixel_sink(image_state& image, bool is_grayscale)
         : ___image(image)
-        , ___is_grayscale(is_grayscale)
-        , ___from_colour(from_colour) {}
+        , ___is_grayscale(is_grayscale) {}
 
-    // Stores a row; `colours` may be changed.
+    // Stores a row, colours as their luma in a grayscale image; `colours` is changed.
     void store(std::uint32_t y, float* colours) noexcept {
         const std::uint64_t samples = std::uint64_t{___image.width} * (___is_grayscale ? 2 : 4);
-        if (___is_grayscale && ___from_colour) {
-            mix_lumas<grey_real_32>(colours, colours, ___image.width);
-        } else if (___is_grayscale) {
-            for (std::uint64_t x = 0; x < ___image.width; ++x) {
-                colours[x * 2] = colours[x * 4];
-                colours[x * 2 + 1] = colours[x * 4 + 3];
-            }
+        for (std::uint64_t x = 0; ___is_grayscale && x < ___image.width; ++x) {
+            const float* const from = colours + x * 4;
+            const bool is_grey = from[0] == from[1] && from[1] == from[2];
+            const float value = is_grey ? from[0] : 0.299f * from[0] + 0.587f * from[1] + 0.114f * from[2];
+            colours[x * 2 + 1] = from[3];
+            colours[x * 2] = value;
         }
         convert_reals(colours, static_cast<Sample*>(___image.pixels) + y * samples, samples);
     }
@@ -80,7 +77,6 @@ public:
 private:
     image_state& ___image;
     bool ___is_grayscale;
-    bool ___from_colour;
 };
 
 template <class Sample>
@@ -106,7 +102,7 @@ unsigned int store_bitmap(image_state& image, real_flags& flags, const freeimage
     const owned_array<float> row = allocate_row(image);
     if (!row) return 0;
     const import_row<colour_real_32> convert = import_row_for<colour_real_32>(bitmap.type());
-    pixel_sink<Sample> sink(image, is_grayscale, traits.is_colour);
+    pixel_sink<Sample> sink(image, is_grayscale);
     for (std::uint32_t y = 0; y < image.height; ++y) {
         convert(bitmap.row(memory_row(y, image.height, !bitmap.is_top_down())), row.get(), image.width, {});
         sink.store(y, row.get());
@@ -118,18 +114,17 @@ unsigned int store_bitmap(image_state& image, real_flags& flags, const freeimage
 
 template <class Sample>
 unsigned int store_devil(image_state& image, real_flags& flags, devil_load& picture, bool is_grayscale) noexcept {
-    constexpr std::uint32_t colour_channels = 3;
-    const bool from_colour = picture.components() >= colour_channels;
     const float* const floats = picture.floats(image);
     if (!floats || !allocate_reals<Sample>(image, picture.width(), picture.height(), is_grayscale)) return 0;
     const owned_array<float> row = allocate_row(image);
     if (!row) return 0;
-    pixel_sink<Sample> sink(image, is_grayscale, from_colour);
+    pixel_sink<Sample> sink(image, is_grayscale);
     const bool turned = picture.origin() == origin_lower_left;
     const std::uint64_t line = std::uint64_t{image.width} * 4;
     for (std::uint32_t y = 0; y < image.height; ++y) {
         const float* const from = floats + memory_row(y, image.height, turned) * line;
         std::copy(from, from + line, row.get());
+        picture.restore_alpha(row.get(), y);
         sink.store(y, row.get());
     }
     flags.is_grayscale = is_grayscale;
