@@ -95,13 +95,6 @@ void clear_colour_rows(const clear_colour_job& job, row_range rows) {
 }
 
 template <class Format>
-typename Format::sample tone_sample(tone_curve curve, float amount, typename Format::sample value) {
-    typename Format::sample result{};
-    with_curve<Format>(curve, amount, [&](auto apply) { result = apply(value); });
-    return result;
-}
-
-template <class Format>
 void tabulate_tone(tone_curve curve, float amount, typename Format::sample* table) {
     static_assert(is_tabulable<Format>);
     with_curve<Format>(curve, amount, [=](auto apply) {
@@ -223,7 +216,6 @@ void clear_alpha_rows(const clear_alpha_job& job, row_range rows) {
 
 #define ZARN_INSTANTIATE(format)                                                                                       \
     template void clear_colour_rows<format>(const clear_colour_job&, row_range);                                       \
-    template format::sample tone_sample<format>(tone_curve, float, format::sample);                                    \
     template void tone_rows<format>(const tone_job&, row_range);                                                       \
     template void negative_rows<format>(const negative_job&, row_range);
 ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)

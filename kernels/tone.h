@@ -23,12 +23,8 @@ void clear_colour_rows(const clear_colour_job& job, row_range rows);
 // (amount + 1), else towards full scale by the amount, not clamped.
 enum class tone_curve : std::uint8_t { exposure, brightness, contrast, gamma, proportional_brightness };
 
-// In the format's real type, clamped to the format's range and truncated. NaN becomes 0; under exposure, which is
-// clamped above only, full scale.
-template <class Format>
-typename Format::sample tone_sample(tone_curve curve, float amount, typename Format::sample value);
-
-// Writes the curve's result for every value a sample can have. Tabulable formats only.
+// Writes the curve's result for every value a sample can have: in the format's real type, clamped to its range and
+// truncated. NaN becomes 0; under exposure, which is clamped above only, full scale. Tabulable formats only.
 template <class Format>
 void tabulate_tone(tone_curve curve, float amount, typename Format::sample* table);
 
