@@ -30,10 +30,10 @@ coverage_paint<Format> make_coverage_paint(void* pixels, const blit_picture& pic
 //
 // Writes alpha, or the value without alpha, and leaves the colour.
 template <class Format>
-void store_coverage(const void* paint, const coverage_span& span);
+void store_coverage(const void* context, const coverage_span& span);
 
 // Composites the colour as a blit in normal mode does. Without alpha the coverage is the opacity, from 0 to 1.
 template <class Format>
-void composite_coverage(const void* paint, const coverage_span& span);
+void composite_coverage(const void* context, const coverage_span& span);
 
 } // namespace zarn

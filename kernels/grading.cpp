@@ -182,7 +182,7 @@ void levels_sectors_hue_rows(const grading_job& job, row_range rows) {
 template <class Format>
 void weighted_grey_rows(const grey_mix_job& job, row_range rows) {
     const float* const w = job.weights;
-    mix_grey<Format>(job, rows, [w](float* rgb) { return w[0] * rgb[0] + w[1] * rgb[1] + w[2] * rgb[2]; });
+    mix_grey<Format>(job, rows, [w](const float* rgb) { return w[0] * rgb[0] + w[1] * rgb[1] + w[2] * rgb[2]; });
 }
 
 template <class Format>

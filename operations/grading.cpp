@@ -50,7 +50,7 @@ unsigned int mix_to_grey(image_state& image, grey_mix_job job, grey_mix_kernel k
     job.greys = greys.get();
     job.width = image.width;
     const std::uint32_t ran_until = bands.run(job, kernel);
-    const std::uint64_t row_bytes = image.width * 2 * sample_bytes;
+    const std::uint64_t row_bytes = 2 * sample_bytes * image.width;
     std::memset(static_cast<char*>(greys.get()) + ran_until * row_bytes, 0,
                 static_cast<std::size_t>((image.height - ran_until) * row_bytes));
     install_pixels(image, greys.release(), image.width, image.height);

@@ -75,10 +75,10 @@ void find_medians(const summary_job& job) {
     count_values<Format>(job.pixels, job.count, job.step, job.counters);
     const std::uint64_t sampled = (job.count + job.step - 1) / job.step;
     for (unsigned i = 0; i < channels<Format>; ++i)
-        job.medians[i] = ranked_sample(job.counters + i * half_values, sampled / 2);
+        job.medians[i] = ranked_sample(job.counters + std::size_t{i} * half_values, sampled / 2);
     if constexpr (Format::colours == 3) {
         job.medians[luminance_measure] = ranked_luminance(job.pixels, job.count, job.step, sampled / 2,
-                                                          job.counters + luminance_measure * half_values);
+                                                          job.counters + std::size_t{luminance_measure} * half_values);
         for (std::uint32_t i = 0; i < half_values; ++i)
             job.counters[i] += job.counters[half_values + i] + job.counters[2 * half_values + i];
         *job.median_of_colours = ranked_sample(job.counters, sampled * 3 / 2);
@@ -112,7 +112,7 @@ unsigned int measure(image_state& image, std::uint32_t bins, zarn_histogram_s& h
     operation_bands tasks(image, record, 0, 2, std::min(thread_limit(image), 2u));
     if (!tasks) return 0;
     const band_tallies tallies(band_count, measured, bins);
-    const auto counters = allocate_array<std::uint32_t>(measured * half_values);
+    const auto counters = allocate_array<std::uint32_t>(std::uint64_t{measured} * half_values);
     bool allocated = tallies && counters;
     for (unsigned i = 0; allocated && i < measured; ++i)
         allocated = make_bins(histogram.channel[channel_of<Format>(i)], bins);

@@ -72,8 +72,8 @@ void zarn_bezier_path::create_rect(const zarn_fpoint_s& centre, float width, flo
         }
         const zarn_fpoint_s start = corner + side[i] * radius, end = next - side[i] * radius;
         const zarn_fpoint_s tangent = side[i] * (radius * circle_tangent);
-        ___knots.data[2 * i] = zarn_bezier_knot_s(4, start, start - tangent, start);
-        ___knots.data[2 * i + 1] = zarn_bezier_knot_s(4, end, end, end + tangent);
+        ___knots.data[std::size_t{2} * i] = zarn_bezier_knot_s(4, start, start - tangent, start);
+        ___knots.data[std::size_t{2} * i + 1] = zarn_bezier_knot_s(4, end, end, end + tangent);
     }
     ___knots.data[___knots.count - 1] = ___knots.data[0];
     ___closed = 1;

@@ -20,8 +20,6 @@ namespace zarn::vector::HWY_NAMESPACE {
 
 namespace {
 
-namespace hn = hwy::HWY_NAMESPACE;
-
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
 template <class Format>
@@ -34,6 +32,8 @@ bool run_columns(const box_pass_job&) {
 }
 
 #else
+
+namespace hn = hwy::HWY_NAMESPACE;
 
 constexpr std::uint32_t longest_span = 32767;
 

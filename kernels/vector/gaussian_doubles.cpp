@@ -22,8 +22,6 @@ namespace zarn::vector::HWY_NAMESPACE {
 
 namespace {
 
-namespace hn = hwy::HWY_NAMESPACE;
-
 #if HWY_TARGET == HWY_SCALAR || HWY_TARGET == HWY_EMU128
 
 template <class Format>
@@ -36,6 +34,8 @@ bool blur_along_columns(const gaussian_pass&, row_range) {
 }
 
 #else
+
+namespace hn = hwy::HWY_NAMESPACE;
 
 const hn::ScalableTag<double> d64;
 const hn::Rebind<std::int32_t, hn::ScalableTag<double>> d32;
