@@ -25,7 +25,7 @@ const char* blend_mode_name(unsigned mode) { return names[mode]; }
 blend_times measure_blend_modes(const picture& source, const patience& limits) {
     // One subject serves all, a mode at a time: its images are large.
     unsigned mode = 0;
-    const std::unique_ptr<subject> one = start_blend(source.bits, mode)(source);
+    const std::unique_ptr<subject> one = start_blend(source.form.bits, mode)(source);
     one->set_threads(2);
     std::vector<contender> contenders;
     for (unsigned n = 0; n < blend_mode_count; ++n) {
@@ -35,7 +35,7 @@ blend_times measure_blend_modes(const picture& source, const patience& limits) {
         };
         contenders.push_back({prepare, [&one] { one->run(); }, false});
     }
-    return {source.bits, source.width, time_in_turn(contenders, limits)};
+    return {source.form.bits, source.width, time_in_turn(contenders, limits)};
 }
 
 } // namespace zarn_bench

@@ -26,8 +26,14 @@ private:
 double mean_difference(const picture& ours, const picture& theirs) {
     constexpr double opaque = 250.0; // rounding takes some off 255
     mean colour, alpha;
+    const std::size_t channels = ours.form.channels;
     for (std::size_t pixel = 0; pixel < ours.pixels(); ++pixel) {
-        const std::size_t red = pixel * 4;
+        const std::size_t red = pixel * channels;
+        if (channels != 4) {
+            for (std::size_t sample = red; sample < red + channels; ++sample)
+                colour.add(ours.level(sample), theirs.level(sample));
+            continue;
+        }
         const double a = ours.level(red + 3), b = theirs.level(red + 3);
         alpha.add(a, b);
         if (a < opaque || b < opaque) continue;
@@ -48,7 +54,7 @@ double check_pair(const operation& one, const picture& source, peer& other) {
 
     const bool has_alpha_form = static_cast<bool>(other.call(one, peer_form::alpha));
     const picture theirs = other.result_of(one, has_alpha_form ? peer_form::alpha : peer_form::plain);
-    if (ours.width != theirs.width || ours.height != theirs.height || ours.bits != theirs.bits)
+    if (ours.width != theirs.width || ours.height != theirs.height || !(ours.form == theirs.form))
         throw std::runtime_error(one.name + ": ours gives " + size_of(ours) + ", the peer " + size_of(theirs));
     const double difference = mean_difference(ours, theirs);
     if (difference > one.tolerance)

@@ -28,9 +28,14 @@ struct options {
 
 constexpr unsigned latency_side = 32;
 constexpr unsigned check_side = 256;
-constexpr unsigned depths[] = {8, 16};
 const char* const expansion_name = "expand_where_alpha";
 const char* const modes_name = "blend_modes";
+
+constexpr subject_matter matters[] = {subject_matter::photo, subject_matter::labels};
+
+picture draw(subject_matter matter, unsigned side, const pixel_form& form) {
+    return matter == subject_matter::photo ? draw_photo(side, form) : draw_labels(side, form);
+}
 
 options parse(int count, char** arguments) {
     options result;
@@ -62,8 +67,8 @@ patience patience_for_modes(unsigned side, bool quick) {
 }
 
 void tell(const measurement& one) {
-    std::fprintf(stderr, "%-18s %2u bits %5u^2, %u thread%s: ours %8.3f, peer %8.3f", one.what->name.c_str(),
-                 one.what->bits, one.side, one.threads, one.threads == 1 ? " " : "s",
+    std::fprintf(stderr, "%-18s %-18s %5u^2, %u thread%s: ours %8.3f, peer %8.3f", one.what->name.c_str(),
+                 name_of(one.what->form).c_str(), one.side, one.threads, one.threads == 1 ? " " : "s",
                  one.nanoseconds_per_pixel(one.ours), one.nanoseconds_per_pixel(one.peer_plain));
     if (one.peer_alpha.count() > 0)
         std::fprintf(stderr, ", alpha form %8.3f", one.nanoseconds_per_pixel(one.peer_alpha));
@@ -77,42 +82,50 @@ results run(const options& wanted) {
     if (!wanted.only.empty()) all.command += " --only " + wanted.only;
 
     const auto is_wanted = [&wanted](const std::string& name) { return name.find(wanted.only) != std::string::npos; };
-    const auto wanted_operations = [&is_wanted](unsigned bits) {
+    const auto wanted_operations = [&is_wanted](const pixel_form& form, subject_matter matter) {
         std::vector<const operation*> operations;
-        for (const operation& one : our_operations(bits))
-            if (is_wanted(one.name)) operations.push_back(&one);
+        for (const operation& one : our_operations(form))
+            if (one.matter == matter && is_wanted(one.name)) operations.push_back(&one);
         return operations;
     };
+    all.forms = compared_forms();
     std::string names = std::string(expansion_name) + ", " + modes_name;
     bool is_any = is_wanted(expansion_name) || is_wanted(modes_name);
-    for (const unsigned bits : depths) {
-        for (const operation& one : our_operations(bits)) names += ", " + one.name;
-        is_any = is_any || !wanted_operations(bits).empty();
+    for (const pixel_form& form : all.forms) {
+        for (const operation& one : our_operations(form)) {
+            names += ", " + one.name;
+            is_any = is_any || is_wanted(one.name);
+        }
     }
     if (!is_any) throw std::invalid_argument("no operation is called so; there are " + names);
 
-    for (const unsigned bits : depths) {
-        const picture small = draw_photo(check_side, bits);
-        peer other(small);
-        for (const operation* one : wanted_operations(bits))
-            all.pairings.push_back({one, check_pair(*one, small, other)});
+    for (const pixel_form& form : all.forms) {
+        for (const subject_matter matter : matters) {
+            const picture small = draw(matter, check_side, form);
+            peer other(small);
+            for (const operation* one : wanted_operations(form, matter))
+                all.pairings.push_back({one, check_pair(*one, small, other)});
+        }
     }
 
     settle_heap();
     const foreign_load others;
-    const std::vector<unsigned> thread_counts = {1, 2};
-    all.depths.assign(std::begin(depths), std::end(depths));
     all.sides = wanted.quick ? std::vector<unsigned>{1024} : std::vector<unsigned>{256, 1024, 4096};
     std::vector<unsigned> measured = all.sides;
     if (!wanted.quick) measured.insert(measured.begin(), latency_side);
-    for (const unsigned bits : depths) {
+    for (const pixel_form& form : all.forms) {
+        const bool is_first = form == all.forms.front();
+        const bool has_modes = form.channels == 4 && form.bits <= 16;
+        // What few threads and small images tell, they tell of every form.
+        const std::vector<unsigned> thread_counts = has_modes ? std::vector<unsigned>{1, 2} : std::vector<unsigned>{2};
         for (const unsigned side : measured) {
-            // What small images cost is threads, whatever the depth.
-            if (bits != 8 && side <= small_image) continue;
+            if (!is_first && side <= small_image) continue;
             const patience limits = patience_for(side, wanted.quick);
-            const picture source = draw_photo(side, bits);
-            all.alpha = measure_alpha(source);
-            if (const auto operations = wanted_operations(bits); !operations.empty()) {
+            for (const subject_matter matter : matters) {
+                const auto operations = wanted_operations(form, matter);
+                if (operations.empty()) continue;
+                const picture source = draw(matter, side, form);
+                if (is_first) all.alpha = measure_alpha(source);
                 peer other(source);
                 for (const operation* one : operations) {
                     for (const unsigned threads : thread_counts) {
@@ -121,15 +134,17 @@ results run(const options& wanted) {
                     }
                 }
             }
-            if (side > small_image && is_wanted(modes_name))
-                all.blends.push_back(measure_blend_modes(source, patience_for_modes(side, wanted.quick)));
-            if (bits != 8 || side == latency_side || !is_wanted(expansion_name)) continue;
+            if (has_modes && side > small_image && is_wanted(modes_name))
+                all.blends.push_back(
+                    measure_blend_modes(draw_photo(side, form), patience_for_modes(side, wanted.quick)));
+            if (!is_first || side == latency_side || !is_wanted(expansion_name)) continue;
             for (const unsigned threads : thread_counts)
-                for (const expansion& one : measure_expansion(source, threads, limits)) all.expansions.push_back(one);
+                for (const expansion& one : measure_expansion(draw_photo(side, form), threads, limits))
+                    all.expansions.push_back(one);
         }
     }
     if (!wanted.quick)
-        for (const unsigned threads : thread_counts)
+        for (const unsigned threads : {1u, 2u})
             for (const yardstick& one : measure_memory(threads, patience_for(4096, false))) all.memory.push_back(one);
     all.foreign_load = others.share();
     return all;

@@ -45,7 +45,7 @@ measurement measure(const operation& one, const picture& source, peer& other, un
         enter({{}, [&] { pass->into_kept_array(); }}, result.moved);
         if (!one.least.in_place) enter({{}, [&] { pass->into_new_array(); }}, result.moved_to_new);
     }
-    if (source.width <= small_image && result.threads_started > 0)
+    if (source.width <= short_call && result.threads_started > 0)
         // Prepared as ours is: the caches hold no more of the system's own code and data then.
         enter({prepare, [&] { start_and_join(result.threads_started, threads); }, false}, result.thread_start);
 

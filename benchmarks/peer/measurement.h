@@ -7,7 +7,8 @@
 
 namespace zarn_bench {
 
-constexpr unsigned small_image = 256;    // sides up to which the start of threads is timed beside
+constexpr unsigned small_image = 256;    // sides up to which the latency of a call is of interest
+constexpr unsigned short_call = 1024;    // sides up to which the start of threads is timed beside
 constexpr unsigned beyond_caches = 4096; // sides from which the moving of bytes alone is timed beside
 
 // Times are those of one call; 0 where there is none.
@@ -34,6 +35,7 @@ struct measurement {
     double ratio(peer_form form) const { return theirs(form) / ours; }
     double floor() const { return threads == 2 ? what->floor.at(side) : 0.0; }
     bool meets_floor() const { return ratio(what->floor.against) >= floor(); }
+    double ratio_without_thread_start() const { return theirs(what->floor.against) / (ours - thread_start); }
     double nanoseconds_per_pixel(seconds time) const { return time.count() * 1e9 / side / side; }
 };
 

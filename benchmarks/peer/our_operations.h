@@ -42,8 +42,10 @@ public:
 
 using start_subject = std::function<std::unique_ptr<subject>(const picture& source)>;
 
+enum class subject_matter { photo, labels };
+
 struct operation {
-    unsigned bits; // of the samples
+    pixel_form form; // of the source
     std::string name;
     start_subject start;
     bool consumes; // the image must be prepared before each run
@@ -52,10 +54,15 @@ struct operation {
     double tolerance;       // mean difference of colour to the peer's result, 0..255, above which the pairing is wrong
     std::string difference; // in meaning, to the peer
     std::string bound;      // what keeps it from its bar, where it is known to miss it: said beside the miss
+    subject_matter matter;  // what the source shows
 };
 
-// Those of the depth, 8 or 16 bits.
-const std::vector<operation>& our_operations(unsigned bits);
+const std::vector<pixel_form>& compared_forms();
+const std::vector<operation>& our_operations(const pixel_form& form);
+
+std::vector<operation> rgba_operations(unsigned bits);
+std::vector<operation> value_operations(unsigned bits);
+std::vector<operation> real_operations();
 
 // The picture's mirror image over the picture, with opacity 0.7 and the mode of the code that `mode` then has.
 start_subject start_blend(unsigned bits, const unsigned& mode);

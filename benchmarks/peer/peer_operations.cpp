@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include <opencv2/core.hpp>
 #include <opencv2/core/ocl.hpp>
@@ -54,7 +55,7 @@ void sharpen(const Mat& from, Mat& to) {
     cv::filter2D(from, to, -1, kernel, centre, 0, cv::BORDER_REPLICATE);
 }
 
-double full_scale(const Mat& image) { return image.depth() == CV_8U ? 255.0 : 65535.0; }
+double full_scale(const Mat& image) { return image.depth() == CV_8U ? 255.0 : image.depth() == CV_16U ? 65535.0 : 1.0; }
 
 // The curve's table, for colour samples of 0..1; alpha stays.
 template <class Curve>
@@ -79,7 +80,13 @@ void affine_in_floats(const Mat& from, Mat& to, double factor, double shift) {
     floats.convertTo(to, from.depth());
 }
 
+// Of floats: all four channels in one pass, which is the faster of its ways.
+void affine_of_floats(const Mat& from, Mat& to, double factor, double shift) {
+    from.convertTo(to, CV_32F, factor, shift);
+}
+
 void exposure(const Mat& from, Mat& to) {
+    if (from.depth() == CV_32F) return affine_of_floats(from, to, exposed, 0.0);
     static const Mat table = table_of([](double value) { return value * exposed; });
     if (from.depth() == CV_8U)
         cv::LUT(from, table, to);
@@ -88,6 +95,7 @@ void exposure(const Mat& from, Mat& to) {
 }
 
 void brightness(const Mat& from, Mat& to) {
+    if (from.depth() == CV_32F) return affine_of_floats(from, to, 1.0, brightened);
     static const Mat table = table_of([](double value) { return value + brightened; });
     if (from.depth() == CV_8U)
         cv::LUT(from, table, to);
@@ -98,6 +106,7 @@ void brightness(const Mat& from, Mat& to) {
 constexpr double contrast_shift = 0.5 * (1.0 - contrasted);
 
 void contrast(const Mat& from, Mat& to) {
+    if (from.depth() == CV_32F) return affine_of_floats(from, to, contrasted, contrast_shift);
     static const Mat table = table_of([](double value) { return value * contrasted + contrast_shift; });
     if (from.depth() == CV_8U)
         cv::LUT(from, table, to);
@@ -112,11 +121,16 @@ void contrast_matrix(const Mat& from, Mat& to) {
 }
 
 void grayscale(const Mat& from, Mat& to) {
+    if (from.depth() == CV_32F) {
+        cv::transform(from, to, cv::Matx<float, 2, 4>(0.299f, 0.587f, 0.114f, 0, 0, 0, 0, 1)); // the value and alpha
+        return;
+    }
     const float r = 0.299f, g = 0.587f, b = 0.114f;
     cv::transform(from, to, cv::Matx44f(r, g, b, 0, r, g, b, 0, r, g, b, 0, 0, 0, 0, 1));
 }
 
 void gamma(const Mat& from, Mat& to) {
+    if (from.depth() == CV_32F) return cv::pow(from, gamma_value, to); // ours raises floats to the value itself
     static const Mat table = table_of([](double value) { return std::pow(value, 1 / gamma_value); });
     if (from.depth() == CV_8U) {
         cv::LUT(from, table, to);
@@ -170,7 +184,7 @@ void blend_over(const Mat& over, Mat& to) {
     cv::insertChannel(greater, to, 3);
 }
 
-// Colour multiplied with alpha, and divided by it again. For 16 bits there is no conversion that does it.
+// Colour multiplied with alpha, and divided by it again. For 16 bits and floats there is no conversion that does it.
 void multiply_alpha(const Mat& from, Mat& to) {
     if (from.depth() == CV_8U) {
         cv::cvtColor(from, to, cv::COLOR_RGBA2mRGBA);
@@ -195,6 +209,102 @@ void divide_alpha(const Mat& from, Mat& to) {
     const int alpha_to_colour[] = {3, 0, 3, 1, 3, 2};
     cv::mixChannels(&from, 1, &divisors, 1, alpha_to_colour, 3);
     cv::divide(from, divisors, to, full_scale(from));
+}
+
+// Turns the hue by rotating colours about the grey axis, and widens the distance from it.
+void turn_hue(const Mat& from, Mat& to) {
+    constexpr float c = 0.809017f * 1.2f, s = 0.587785f * 1.2f * 0.57735f, g = (1.0f - c) / 3.0f;
+    cv::transform(from, to,
+                  cv::Matx44f(g + c, g - s, g + s, 0, g + s, g + c, g - s, 0, g - s, g + s, g + c, 0, 0, 0, 0, 1));
+}
+
+// The source as halves, made once.
+const Mat& halves_of(const Mat& floats) {
+    static Mat halves;
+    if (halves.size() != floats.size()) floats.convertTo(halves, CV_16F);
+    return halves;
+}
+
+struct region {
+    int bounds[4];
+    std::vector<cv::Point> points;
+};
+
+// Every region of pixels that are not 0 with its box and all its pixels, which are grouped by counting.
+void list_regions(const Mat& from, std::vector<region>& regions) {
+    static Mat labels, stats, centres;
+    const int count = cv::connectedComponentsWithStats(from, labels, stats, centres, 8, CV_32S);
+    regions.resize(static_cast<std::size_t>(count));
+    for (int n = 1; n < count; ++n) {
+        region& one = regions[static_cast<std::size_t>(n)];
+        for (int k = 0; k < 4; ++k) one.bounds[k] = stats.at<int>(n, k);
+        one.points.reserve(static_cast<std::size_t>(stats.at<int>(n, cv::CC_STAT_AREA)));
+    }
+    for (int y = 0; y < labels.rows; ++y) {
+        const int* const label = labels.ptr<int>(y);
+        for (int x = 0; x < labels.cols; ++x)
+            if (label[x]) regions[static_cast<std::size_t>(label[x])].points.emplace_back(x, y);
+    }
+}
+
+void region_sizes(const Mat& from, Mat& to) {
+    std::vector<region> regions;
+    list_regions(from, regions);
+    if (from.rows > 256) return; // the picture of them is for the check
+    to = Mat::zeros(from.size(), CV_16U);
+    for (const region& one : regions)
+        for (const cv::Point& at : one.points) to.at<std::uint16_t>(at) = static_cast<std::uint16_t>(one.points.size());
+}
+
+// From both sides of the border, the greatest of all stretched to full scale; on a margin of five pixels, as ours.
+void distance(const Mat& from, Mat& to) {
+    static Mat wide, inverted, inside, outside;
+    cv::copyMakeBorder(from, wide, 5, 5, 5, 5, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+    cv::compare(wide, cv::Scalar::all(0), inverted, cv::CMP_EQ);
+    cv::distanceTransform(wide, inside, cv::DIST_L2, cv::DIST_MASK_PRECISE);
+    cv::distanceTransform(inverted, outside, cv::DIST_L2, cv::DIST_MASK_PRECISE);
+    cv::max(inside, outside, outside);
+    double greatest = 0.0;
+    cv::minMaxLoc(outside, nullptr, &greatest);
+    inside(cv::Rect(5, 5, from.cols, from.rows)).convertTo(to, CV_8U, 255 / greatest);
+}
+
+void normals(const Mat& from, Mat& to) {
+    static Mat x, y, squares, planes[4], all;
+    cv::Sobel(from, x, CV_32F, 1, 0, 3, -4.0 / 65535, 0, cv::BORDER_REPLICATE);
+    cv::Sobel(from, y, CV_32F, 0, 1, 3, -4.0 / 65535, 0, cv::BORDER_REPLICATE);
+    cv::multiply(x, x, squares);
+    cv::accumulateSquare(y, squares);
+    cv::add(squares, cv::Scalar::all(1), squares);
+    cv::sqrt(squares, squares);
+    cv::divide(x, squares, planes[0]);
+    cv::divide(y, squares, planes[1]);
+    cv::divide(1.0, squares, planes[2]);
+    planes[3].create(from.size(), CV_32F);
+    planes[3].setTo(1.0);
+    cv::merge(planes, 4, all);
+    all.convertTo(to, CV_16U, 32767.5, 32767.5);
+}
+
+void histogram(const Mat& from, Mat& to) {
+    static Mat luminance, counts[5];
+    cv::transform(from, luminance, cv::Matx14f(0.299f, 0.587f, 0.114f, 0));
+    const int bins = 256, first = 0;
+    const float range[] = {-0.5f / 255, 255.5f / 255};
+    const float* ranges = range;
+    for (int n = 0; n < 4; ++n) cv::calcHist(&from, 1, &n, Mat(), counts[n], 1, &bins, &ranges);
+    cv::calcHist(&luminance, 1, &first, Mat(), counts[4], 1, &bins, &ranges);
+    cv::Scalar mean, deviation, mean_of_luminance, deviation_of_luminance;
+    cv::meanStdDev(from, mean, deviation);
+    cv::meanStdDev(luminance, mean_of_luminance, deviation_of_luminance);
+    to.create(3, 5, CV_32F);
+    for (int n = 0; n < 5; ++n) {
+        double most = 0.0;
+        cv::minMaxLoc(counts[n], nullptr, &most);
+        to.at<float>(0, n) = static_cast<float>(n < 4 ? mean[n] : mean_of_luminance[0]);
+        to.at<float>(1, n) = static_cast<float>(n < 4 ? deviation[n] : deviation_of_luminance[0]);
+        to.at<float>(2, n) = static_cast<float>(most / static_cast<double>(from.total()));
+    }
 }
 
 enum class destination {
@@ -259,6 +369,16 @@ const equivalent equivalents[] = {
     {"negative", "`bitwise_xor` in place", negative, destination::in_place},
     {"normalize", "`cvtColor` to HLS, `normalize`, back", normalize, destination::in_place},
     {"blend_over", "`blendLinear` with weights made of alpha", blend_over, destination::blended},
+    {"to_linear", "`pow` of all four channels, in place", [](const Mat& from, Mat& to) { cv::pow(from, 2.2, to); },
+     destination::in_place},
+    {"hue", "`transform` in place", turn_hue, destination::in_place},
+    {"to_halves", "`convertTo` CV_16F", [](const Mat& from, Mat& to) { from.convertTo(to, CV_16F); }},
+    {"from_halves", "`convertTo` CV_32F", [](const Mat& from, Mat& to) { halves_of(from).convertTo(to, CV_32F); }},
+    {"histogram", "`calcHist` of five channels, `meanStdDev`", histogram},
+    {"subset_list", "`connectedComponentsWithStats`, pixels grouped by label", region_sizes},
+    {"distance", "`distanceTransform` DIST_MASK_PRECISE of both sides, `minMaxLoc`, `convertTo`", distance,
+     destination::in_place},
+    {"normals", "`Sobel` twice, arithmetic, `merge`, `convertTo`", normals},
     {"to_16_bits", "`convertTo`", [](const Mat& from, Mat& to) { from.convertTo(to, CV_16U, 257.0); }},
     {"to_8_bits", "`convertTo`", [](const Mat& from, Mat& to) { from.convertTo(to, CV_8U, 1 / 257.0); }},
 };
@@ -267,6 +387,11 @@ const equivalent* find(const std::string& name) {
     for (const equivalent& one : equivalents)
         if (name == one.name) return &one;
     return nullptr;
+}
+
+int type_of(const pixel_form& form) {
+    const int depth = form.bits == 8 ? CV_8U : form.bits == 16 ? CV_16U : CV_32F;
+    return CV_MAKETYPE(depth, static_cast<int>(form.channels));
 }
 
 } // namespace
@@ -292,8 +417,8 @@ struct peer::images {
 peer::peer(const picture& source)
     : ___images(std::make_unique<images>()) {
     cv::ocl::setUseOpenCL(false);
-    ___images->pristine = Mat(static_cast<int>(source.height), static_cast<int>(source.width),
-                              source.bits == 8 ? CV_8UC4 : CV_16UC4, const_cast<std::uint8_t*>(source.bytes.data()));
+    ___images->pristine = Mat(static_cast<int>(source.height), static_cast<int>(source.width), type_of(source.form),
+                              const_cast<std::uint8_t*>(source.bytes.data()));
     cv::flip(___images->pristine, ___images->mirror, 1);
     restore();
 }
@@ -311,7 +436,7 @@ std::string peer::description(const operation& one) {
 
 std::function<void()> peer::call(const operation& ours, peer_form form) {
     const equivalent* const one = find(ours.name);
-    if (!one || (form == peer_form::alpha && !one->mixes_pixels)) return {};
+    if (!one || (form == peer_form::alpha && (!one->mixes_pixels || ours.form.channels == 1))) return {};
     images& held = *___images;
     switch (one->where) {
     case destination::kept:
@@ -337,9 +462,11 @@ picture peer::result_of(const operation& ours, peer_form form) {
     const bool on_itself = one->where == destination::in_place || one->where == destination::blended;
     Mat result = on_itself ? ___images->working : Mat();
     ___images->run(*one, form, result);
-    picture image{static_cast<unsigned>(result.cols), static_cast<unsigned>(result.rows),
-                  result.depth() == CV_8U ? 8u : 16u};
-    const std::size_t row_bytes = image.width * image.pixel_bytes();
+    if (result.depth() == CV_16F) result.convertTo(result, CV_32F);
+    picture image{static_cast<unsigned>(result.cols),
+                  static_cast<unsigned>(result.rows),
+                  {static_cast<unsigned>(result.elemSize1()) * 8, static_cast<unsigned>(result.channels())}};
+    const std::size_t row_bytes = image.width * image.form.pixel_bytes();
     for (int row = 0; row < result.rows; ++row)
         std::memcpy(&image.bytes[row_bytes * static_cast<unsigned>(row)], result.ptr(row), row_bytes);
     return image;

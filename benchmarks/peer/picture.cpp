@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace zarn_bench {
 
@@ -56,38 +57,77 @@ private:
     unsigned ___cell;
 };
 
+template <class Sample>
+Sample sample_at(const picture& image, std::size_t sample) {
+    Sample value;
+    std::memcpy(&value, &image.bytes[sample * sizeof value], sizeof value);
+    return value;
+}
+
 } // namespace
 
-picture draw_photo(unsigned side, unsigned bits) {
-    picture image{side, side, bits};
+std::string name_of(const pixel_form& form) {
+    std::string name = form.bits == 32 ? "floats" : std::to_string(form.bits) + " bits";
+    if (form.channels == 1) name += ", one value";
+    return name;
+}
+
+double picture::level(std::size_t sample) const {
+    if (form.bits == 8) return bytes[sample];
+    if (form.bits == 16) return sample_at<std::uint16_t>(*this, sample) / 257.0;
+    return std::clamp(sample_at<float>(*this, sample), 0.0f, 1.0f) * 255.0;
+}
+
+void picture::set_level(std::size_t sample, double level) {
+    if (form.bits == 8) {
+        bytes[sample] = static_cast<std::uint8_t>(level + 0.5);
+    } else if (form.bits == 16) {
+        const auto value = static_cast<std::uint16_t>(level * 257.0 + 0.5);
+        std::memcpy(&bytes[sample * sizeof value], &value, sizeof value);
+    } else {
+        const auto value = static_cast<float>(level / 255.0);
+        std::memcpy(&bytes[sample * sizeof value], &value, sizeof value);
+    }
+}
+
+picture draw_photo(unsigned side, const pixel_form& form) {
+    picture image{side, side, form};
     const holes cut(side);
     std::size_t at = 0;
-    const auto put = [&image, &at](float value) {
-        const float full = image.bits == 8 ? 255.0f : 65535.0f;
-        const auto sample = static_cast<std::uint16_t>(value * full + 0.5f);
-        if (image.bits == 8) {
-            image.bytes[at++] = static_cast<std::uint8_t>(sample);
-        } else {
-            std::memcpy(&image.bytes[at], &sample, sizeof sample);
-            at += sizeof sample;
-        }
-    };
+    const auto put = [&image, &at](float value) { image.set_level(at++, static_cast<double>(value) * 255.0); };
     for (unsigned y = 0; y < side; ++y) {
         for (unsigned x = 0; x < side; ++x) {
             const float light = 0.45f * hills(x, y, 180, 3) + 0.2f * hills(x, y, 31, 4) + 0.12f * hills(x, y, 6, 5);
             const float shadow = hills(x, y, 110, 6) > 0.6f ? 0.2f : 0.0f;
-            for (unsigned channel = 0; channel < 3; ++channel) {
+            const auto colour = [&](unsigned channel) {
                 const float tint = 0.3f * hills(x, y, 240, channel);
                 const float grain = 0.02f * (chance(x, y, 10 + channel) - 0.5f);
-                put(std::clamp(light + tint - shadow + grain, 0.0f, 1.0f));
+                return std::clamp(light + tint - shadow + grain, 0.0f, 1.0f);
+            };
+            if (form.channels == 1) {
+                put(colour(1));
+                continue;
             }
+            for (unsigned channel = 0; channel < 3; ++channel) put(colour(channel));
             put(cut.alpha(x, y));
         }
     }
     return image;
 }
 
+picture draw_labels(unsigned side, const pixel_form& form) {
+    picture image{side, side, form};
+    for (unsigned y = 0; y < side; ++y) {
+        for (unsigned x = 0; x < side; ++x) {
+            const float height = 0.7f * hills(x, y, 40, 30) + 0.3f * hills(x, y, 9, 31);
+            image.set_level(std::size_t{y} * side + x, height > 0.55f ? 200.0 : 0.0);
+        }
+    }
+    return image;
+}
+
 alpha_shares measure_alpha(const picture& image) {
+    if (image.form.channels < 4) return {};
     std::size_t transparent = 0, partial = 0;
     for (std::size_t pixel = 0; pixel < image.pixels(); ++pixel) {
         const double alpha = image.level(pixel * 4 + 3);

@@ -59,8 +59,6 @@ const measurement* find(const results& run, const operation* what, unsigned side
     return nullptr;
 }
 
-std::string depth_name(unsigned bits) { return std::to_string(bits) + " bits"; }
-
 std::string marked_name(const operation& one) { return one.name + (one.difference.empty() ? "" : " \\*"); }
 
 std::string floor_text(const measurement& one) {
@@ -73,8 +71,8 @@ std::string verdict(const measurement& one) {
     return one.meets_floor() ? "yes" : "**no**";
 }
 
-void write_size(std::ostream& out, const results& run, unsigned bits, unsigned side) {
-    const auto belongs = [bits, side](const measurement& one) { return one.side == side && one.what->bits == bits; };
+void write_size(std::ostream& out, const results& run, const pixel_form& form, unsigned side) {
+    const auto belongs = [&form, side](const measurement& one) { return one.side == side && one.what->form == form; };
     const bool has_limit =
         std::any_of(run.measurements.begin(), run.measurements.end(),
                     [belongs](const measurement& one) { return belongs(one) && one.moved.count() > 0; });
@@ -102,17 +100,17 @@ void write_size(std::ostream& out, const results& run, unsigned bits, unsigned s
         table.add(std::move(cells));
     }
     if (table.is_empty()) return;
-    out << "## " << depth_name(bits) << ", " << size_name(side) << "\n\n";
+    out << "## " << name_of(form) << ", " << size_name(side) << "\n\n";
     table.write(out, 1);
 }
 
 void write_memory_shares(std::ostream& out, const results& run) {
     markdown_table table(
-        {"operation", "bits", "threads", "ours", "limit", "share", "limit, new array", "share, new array"});
+        {"operation", "pixels", "threads", "ours", "limit", "share", "limit, new array", "share, new array"});
     for (const measurement& one : run.measurements) {
         if (one.moved.count() <= 0) continue;
         const bool makes_array = one.moved_to_new.count() > 0;
-        table.add({one.what->name, std::to_string(one.what->bits), std::to_string(one.threads),
+        table.add({one.what->name, name_of(one.what->form), std::to_string(one.threads),
                    digits(one.nanoseconds_per_pixel(one.ours)), digits(one.nanoseconds_per_pixel(one.moved)),
                    share(one.moved.count(), one.ours.count()),
                    makes_array ? digits(one.nanoseconds_per_pixel(one.moved_to_new)) : "",
@@ -168,7 +166,7 @@ void write_blends(std::ostream& out, const results& run) {
            "to take more than twice as long as that.\n\n";
     std::vector<std::string> heads = {"mode"};
     for (const blend_times& one : run.blends) {
-        heads.push_back(depth_name(one.bits) + ", " + size_name(one.side));
+        heads.push_back(name_of({one.bits, 4}) + ", " + size_name(one.side));
         heads.emplace_back("times mode 0");
     }
     markdown_table table(std::move(heads));
@@ -206,10 +204,10 @@ void write_pairings(std::ostream& out, const results& run) {
            "last column is the mean difference of the two results in levels of 255, the larger of that of alpha and "
            "that\n"
            "of colour on opaque pixels, checked before the run.\n\n";
-    markdown_table table({"operation", "bits", "OpenCV", "mean difference"});
+    markdown_table table({"operation", "pixels", "OpenCV", "mean difference"});
     for (const results::pairing& one : run.pairings)
-        table.add({marked_name(*one.what), std::to_string(one.what->bits), peer::description(*one.what),
-                   digits(one.difference)});
+        table.add(
+            {marked_name(*one.what), name_of(one.what->form), peer::description(*one.what), digits(one.difference)});
     table.write(out, 3);
     std::vector<std::string> items; // both depths say mostly the same
     for (const results::pairing& one : run.pairings) {
@@ -229,15 +227,19 @@ void write_verdict(std::ostream& out, const results& run) {
         if (one.floor() <= 0.0) continue;
         ++set;
         if (one.meets_floor()) continue;
-        missed.push_back(one.what->name + ", " + depth_name(one.what->bits) + ", at " + size_name(one.side) + ": " +
-                         digits(one.ratio(one.what->floor.against)) + " of " + floor_text(one) +
-                         (one.what->bound.empty() ? "" : ". " + one.what->bound));
+        std::string reason = one.what->bound.empty() ? "" : ". " + one.what->bound;
+        if (one.thread_start.count() > 0)
+            reason += ". Of its " + digits(one.ours.count() * 1e6) + " µs the start and join of its threads take " +
+                      digits(one.thread_start.count() * 1e6) + "; without them the ratio would be " +
+                      digits(one.ratio_without_thread_start());
+        missed.push_back(one.what->name + ", " + name_of(one.what->form) + ", at " + size_name(one.side) + ": " +
+                         digits(one.ratio(one.what->floor.against)) + " of " + floor_text(one) + reason);
     }
     for (const blend_times& one : run.blends) {
         for (unsigned mode = 1; mode < blend_mode_count; ++mode) {
             ++set;
             if (one.against_plainest(mode) <= blend_mode_limit) continue;
-            missed.push_back(std::string("blend mode ") + blend_mode_name(mode) + ", " + depth_name(one.bits) +
+            missed.push_back(std::string("blend mode ") + blend_mode_name(mode) + ", " + name_of({one.bits, 4}) +
                              ", at " + size_name(one.side) + ": " + digits(one.against_plainest(mode)) +
                              " times mode 0, of at most " + digits(blend_mode_limit));
         }
@@ -253,8 +255,8 @@ void write_report(std::ostream& out, const results& run) {
     out << "# Performance\n\n" << preamble;
     write_run(out, run);
     write_verdict(out, run);
-    for (const unsigned bits : run.depths)
-        for (const unsigned side : run.sides) write_size(out, run, bits, side);
+    for (const pixel_form& form : run.forms)
+        for (const unsigned side : run.sides) write_size(out, run, form, side);
     write_blends(out, run);
     write_memory_shares(out, run);
     write_memory(out, run);

@@ -13,10 +13,10 @@ namespace zarn_bench {
 
 struct results {
     std::string command;
-    std::vector<unsigned> depths; // of the comparison, in bits, in order
-    std::vector<unsigned> sides;  // the same
-    alpha_shares alpha;           // of the largest picture
-    double foreign_load = 0.0;    // share of the machine that others used during the run
+    std::vector<pixel_form> forms; // of the comparison, in order
+    std::vector<unsigned> sides;   // the same
+    alpha_shares alpha;            // of the largest picture
+    double foreign_load = 0.0;     // share of the machine that others used during the run
     std::vector<yardstick> memory;
     std::vector<measurement> measurements;
     std::vector<blend_times> blends;
