@@ -92,8 +92,8 @@ void show_geometry(gallery& g) {
 
 void show_filters(gallery& g) {
     g.section("Filters",
-              "None of them mixes the colour of invisible pixels into visible ones. Blurring alpha alone uncovers the "
-              "colour that invisible pixels hold, black here: pad first.");
+              "Sharpening aside, none of them mixes the colour of invisible pixels into visible ones. Blurring alpha "
+              "alone uncovers the colour that invisible pixels hold, black here: pad first.");
     zarn_image_8& planet = *g.planet;
     ZARN_PLATE(planet, "gaussian_blur", image.gaussian_blur(3.0f, 0, 1, 1))
     ZARN_PLATE(planet, "gaussian_blur_fast", image.gaussian_blur(10.0f, 1, 1, 1))
