@@ -4,12 +4,14 @@ include(CMakePackageConfigHelpers)
 
 set(zarn_config_dir "${CMAKE_INSTALL_LIBDIR}/cmake/zarn")
 
+# Two components, for packages: what programs run with, and what they are compiled with.
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME development)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/zarn" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
     FILES_MATCHING PATTERN "*.h")
 install(TARGETS zarn EXPORT zarn_targets
     ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-    RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime NAMELINK_COMPONENT development
+    RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT runtime)
 install(EXPORT zarn_targets FILE zarnTargets.cmake NAMESPACE zarn:: DESTINATION "${zarn_config_dir}")
 
 if(BUILD_SHARED_LIBS)

@@ -1,4 +1,5 @@
 #include <zarn/lifecycle.h>
+#include <zarn/version.h>
 
 #include <chrono>
 
@@ -12,6 +13,8 @@ double ticks_per_millisecond = 0.0;
 timer_clock::rep timer_start_count = 0;
 
 } // namespace
+
+unsigned int zarn_get_version() { return ZARN_VERSION; }
 
 void zarn_initialize() { zarn::devil::start(); }
 

@@ -23,6 +23,7 @@
 #include <zarn/real_image.h>
 #include <zarn/rgba_image.h>
 #include <zarn/subset.h>
+#include <zarn/version.h>
 #include <zarn/window.h>
 
 #if __has_include(<half.hpp>)
