@@ -11,6 +11,11 @@ namespace zarn_test {
 // Allocations by operator new that have not been released.
 std::int64_t live_allocations();
 
+// Bytes that are allocated now, and the most there were since the last watch_peak_bytes().
+std::int64_t live_bytes();
+void watch_peak_bytes();
+std::int64_t peak_bytes();
+
 // While it lives, the n-th non-throwing allocation (counted from 1) of any thread gives null, and with `and_after`
 // every later one too. With `throwing_forms` those that throw count and fail as well. One at a time.
 class allocation_failure {
