@@ -9,6 +9,7 @@
 #include "kernels/rotate.h"
 #include "kernels/trim.h"
 #include "operations/frame.h"
+#include "operations/turned_canvas.h"
 
 namespace zarn {
 
@@ -208,29 +209,6 @@ unsigned int resample(image_state& image, std::uint32_t width, std::uint32_t hei
 
 namespace {
 
-struct canvas_size {
-    double width;
-    double height;
-};
-
-// The smallest canvas, in whole pixels, around a rectangle turned about its centre.
-canvas_size turned_canvas(double width, double height, double cosine, double sine) noexcept {
-    const double half_width = width / 2.0;
-    const double half_height = height / 2.0;
-    const double corner_x[] = {-half_width, half_width, -half_width, half_width};
-    const double corner_y[] = {-half_height, -half_height, half_height, half_height};
-    double low_x = INFINITY, high_x = -INFINITY, low_y = INFINITY, high_y = -INFINITY;
-    for (unsigned i = 0; i < 4; ++i) {
-        const double x = corner_x[i] * cosine - corner_y[i] * sine;
-        const double y = corner_x[i] * sine + corner_y[i] * cosine;
-        low_x = std::min(low_x, x);
-        high_x = std::max(high_x, x);
-        low_y = std::min(low_y, y);
-        high_y = std::max(high_y, y);
-    }
-    return {std::ceil(high_x - low_x), std::ceil(high_y - low_y)};
-}
-
 template <class Format>
 unsigned int do_rotate(image_state& image, double angle) noexcept {
     const double turn = is_lower_left(image) ? -angle : angle;
@@ -248,9 +226,8 @@ unsigned int do_rotate(image_state& image, double angle) noexcept {
     replacement fresh(image, new_width, new_height, pixel_bytes<Format>, L"rotate",
                       one_band_unless_rows_abound(image, new_height));
     if (!fresh) return 0;
-    const double x_offset = std::min({0.0, -height * s, width * c - height * s, width * c});
-    const double y_offset = std::min({0.0, height * c, width * s, width * s + height * c});
-    const rotate_job job{fresh.job(), c, s, x_offset, y_offset};
+    const canvas_offset offset = turned_offset(width, height, c, s);
+    const rotate_job job{fresh.job(), c, s, offset.x, offset.y};
     return fresh.run(job, rotate_rows<Format>, row_order::memory);
 }
 
