@@ -29,6 +29,7 @@ namespace {
 void release_array(image_state& image) noexcept {
     if (!image.borrowed) release_pixel_array(image.pixels);
     image.pixels = nullptr;
+    image.capacity = 0;
     image.borrowed = false;
 }
 
@@ -47,12 +48,14 @@ void free_image(image_state& image) noexcept {
 void take_image(image_state& image, image_state& source) noexcept {
     free_image(image);
     image.pixels = source.pixels;
+    image.capacity = source.capacity;
     image.origin = source.origin;
     image.width = source.width;
     image.height = source.height;
     image.borrowed = source.borrowed;
     take_errors(image.errors, source.errors);
     source.pixels = nullptr;
+    source.capacity = 0;
     source.borrowed = false;
     source.origin = source.width = source.height = 0;
 }

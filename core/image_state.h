@@ -16,6 +16,11 @@ constexpr std::uint32_t origin_upper_left = 1538;
 inline std::uint64_t pixel_count(const image_state& image) noexcept {
     return static_cast<std::uint64_t>(image.width) * image.height;
 }
+// How many pixels the array holds, whatever size the image says.
+inline std::uint64_t pixel_capacity(const image_state& image) noexcept {
+    if (!image.pixels) return 0;
+    return image.capacity ? image.capacity : pixel_count(image);
+}
 inline bool has_pixels(const image_state& image) noexcept { return image.pixels && image.width && image.height; }
 inline bool is_lower_left(const image_state& image) noexcept { return image.origin == origin_lower_left; }
 
