@@ -65,6 +65,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/import_rows.cpp
     kernels/layout.cpp
     kernels/move_pixels.cpp
+    kernels/nearest_transform.cpp
     kernels/normalize.cpp
     kernels/normalize_values.cpp
     kernels/normals.cpp
@@ -88,6 +89,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/gaussian_blur.cpp
     kernels/vector/gaussian_doubles.cpp
     kernels/vector/move_pixels.cpp
+    kernels/vector/nearest_transform.cpp
     kernels/vector/normalize.cpp
     kernels/vector/rotate.cpp
     kernels/vector/sharpen.cpp
