@@ -159,6 +159,10 @@ set(ZARN_PATH_SOURCES
     path/transforms.cpp
 )
 
+set(ZARN_TRANSFORM_SOURCES
+    transform/rt_transform.cpp
+)
+
 set(ZARN_SOURCES
     ${ZARN_CORE_SOURCES}
     ${ZARN_PLATFORM_SOURCES}
@@ -168,4 +172,5 @@ set(ZARN_SOURCES
     ${ZARN_CHANNEL_SOURCES}
     ${ZARN_REAL_SOURCES}
     ${ZARN_PATH_SOURCES}
+    ${ZARN_TRANSFORM_SOURCES}
 )

@@ -1,6 +1,7 @@
 // Threads that the system refuses to start: operations succeed without a message, and the bands that never ran leave
 // transparent black in newly made arrays.
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <functional>
@@ -9,6 +10,8 @@
 #include <pthread.h>
 
 #include <gtest/gtest.h>
+
+#include <zarn/rt_transform.h>
 
 #include "tests/reference/reference_geometry.h"
 #include "tests/support/failing_allocator.h"
@@ -148,6 +151,21 @@ TYPED_TEST(thread_failures, let_operations_in_place_finish) {
         }
     }
     EXPECT_EQ(live_allocations(), before);
+}
+
+TEST(thread_failures, leave_rows_of_the_transform_engine_0) {
+    zarn_rt_transform engine;
+    engine.set_thread_limit(bands);
+    loaded_image<zarn_image_8> image(random_picture<zarn_image_8>(width, height, upper_left, alpha_kind::opaque, 5), 1);
+    ASSERT_EQ(engine.checkin_image(*image), 1u);
+    ASSERT_EQ(engine.transform(2 * width, 3 * height, 0.5), 1u);
+    reference_image expected = image_traits<zarn_image_8>::read(*image);
+    const std::uint64_t ran = std::uint64_t{expected.height / bands} * expected.width * 4;
+    std::fill(expected.samples.begin() + static_cast<std::ptrdiff_t>(ran), expected.samples.end(), 0u);
+    const thread_failure after_one(1);
+    ASSERT_EQ(engine.transform(2 * width, 3 * height, 0.5), 1u);
+    EXPECT_TRUE(image_traits<zarn_image_8>::read(*image) == expected);
+    EXPECT_EQ(engine.get_error_stack()->count, 0u);
 }
 
 } // namespace zarn_test

@@ -148,4 +148,6 @@ protected:
 
 private:
     void ___adjust(zarn::tone_curve curve, float amount);
+
+    friend class zarn_rt_transform;
 };

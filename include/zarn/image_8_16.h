@@ -164,4 +164,5 @@ private:
     zarn_list<wchar_t*> ___errors; // owned strings, oldest first
 
     friend struct zarn_image_8_16_access;
+    friend class zarn_rt_transform;
 };

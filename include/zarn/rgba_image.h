@@ -346,4 +346,6 @@ private:
     }
 
     zarn::image_state ___state;
+
+    friend class zarn_rt_transform;
 };

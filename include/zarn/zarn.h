@@ -22,6 +22,7 @@
 #include <zarn/points.h>
 #include <zarn/real_image.h>
 #include <zarn/rgba_image.h>
+#include <zarn/rt_transform.h>
 #include <zarn/subset.h>
 #include <zarn/version.h>
 #include <zarn/window.h>
