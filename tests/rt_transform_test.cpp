@@ -35,6 +35,12 @@ void use_target(std::int64_t target) {
     hwy::GetChosenTarget().Update(hwy::SupportedTargets());
 }
 
+std::vector<std::int64_t> instruction_sets() {
+    std::vector<std::int64_t> targets = {HWY_SCALAR};
+    for (std::int64_t left = hwy::SupportedTargets(); left; left &= left - 1) targets.push_back(left & -left);
+    return targets;
+}
+
 struct rt_transform : ::testing::Test {
     zarn_rt_transform engine;
 
@@ -63,8 +69,7 @@ TYPED_TEST(rt_transform_image, agrees_with_the_plain_form_on_every_instruction_s
     // In sixteenths of the size.
     const int factors[][2] = {{16, 16}, {-16, 16}, {16, -16}, {-24, -9}, {40, 31},
                               {8, 8},   {5, 60},   {13, -3},  {-32, 32}};
-    std::vector<std::int64_t> targets = {HWY_SCALAR};
-    for (std::int64_t left = hwy::SupportedTargets(); left; left &= left - 1) targets.push_back(left & -left);
+    const std::vector<std::int64_t> targets = instruction_sets();
     const std::pair<int, int> sizes[] = {{1, 1}, {2, 9}, {37, 5}, {70, 41}, {150, 8}, {5000, 3}};
     for (const auto& [width, height] : sizes) {
         const reference_image kept = this->check_in(width, height, width % 2 ? lower_left : upper_left);
@@ -219,6 +224,17 @@ TEST_F(rt_transform, takes_whichever_image_a_holder_holds) {
         EXPECT_EQ(engine.transform(4, 9, 0.0), 0u) << "holds another image than at check-in";
         EXPECT_EQ(engine.checkout_image(), 0u);
         EXPECT_EQ(engine.is_valid(), 0u);
+    }
+}
+
+// Large results are written in another way.
+TEST_F(rt_transform_arguments, large_results) {
+    const reference_image kept = check_in(1000, 40);
+    const reference_image expected = reference_transform(kept, -1503, 1500, 0.0);
+    for (const std::int64_t target : instruction_sets()) {
+        use_target(target);
+        ASSERT_EQ(engine.transform(-1503, 1500, 0.0), 1u);
+        EXPECT_TRUE(same_picture(expected, *image)) << hwy::TargetName(target);
     }
 }
 

@@ -9,6 +9,7 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/nearest_transform.cpp"
+#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
@@ -32,6 +33,27 @@ bool rotate(const rotate_job&, row_range) {
 #else
 
 namespace hn = hwy::HWY_NAMESPACE;
+
+// Destinations of more bytes than this are written past the caches, which saves reading their lines first; smaller ones
+// may lie there already and are wanted there soon.
+constexpr std::uint64_t most_cached_bytes = std::uint64_t{8} << 20;
+
+bool passes_caches(const geometry_job& job, std::size_t pixel_bytes) {
+    return std::uint64_t{job.width} * job.height * pixel_bytes > most_cached_bytes;
+}
+
+// Copies pixels past the caches; whoever is done calls FlushStream.
+template <class Pixel>
+HWY_INLINE void stream(const Pixel* from, Pixel* to, std::size_t count) {
+    const hn::ScalableTag<Pixel> d;
+    constexpr std::size_t lanes = HWY_LANES(Pixel), vector = lanes * sizeof(Pixel);
+    const std::size_t misplaced = reinterpret_cast<std::uintptr_t>(to) % vector;
+    const std::size_t head = std::min(count, (vector - misplaced) % vector / sizeof(Pixel));
+    std::size_t i = head;
+    std::memcpy(to, from, head * sizeof(Pixel));
+    for (; i + lanes <= count; i += lanes) hn::Stream(hn::LoadU(d, from + i), d, to + i);
+    std::memcpy(to + i, from + i, (count - i) * sizeof(Pixel));
+}
 
 // ---- Scaling -------------------------------------------------------------------------------------------------------
 
@@ -59,16 +81,18 @@ public:
         }
         // The last pixels once more, together with ones before them.
         if (strips < job.width) run_strip<Vectors>(rows, job.width - lanes, lanes);
+        hwy::FlushStream();
     }
 
 private:
     using D = hn::ScalableTag<Pixel>;
     static constexpr std::uint32_t lanes = HWY_LANES(Pixel);
-    static constexpr std::uint32_t strip = 16384 / sizeof(Pixel);
+    static constexpr std::uint32_t strip = 8192 / sizeof(Pixel);
 
     const scale_job& job;
     const fixed_step column, line;
     HWY_ALIGN Pixel places[strip]; // in the window
+    HWY_ALIGN Pixel line_pixels[strip];
     std::uint32_t windows[strip / lanes];
 
     template <unsigned Vectors>
@@ -80,20 +104,29 @@ private:
         }
         const auto* const source = static_cast<const Pixel*>(job.source);
         Pixel* out = static_cast<Pixel*>(job.destination) + std::uint64_t{rows.start} * job.width + start;
+        const bool streams = passes_caches(job, sizeof(Pixel));
         for (std::uint32_t row = rows.start; row < rows.end; ++row, out += job.width) {
-            if (row > rows.start && line(row) == line(row - 1)) {
-                std::memcpy(out, out - job.width, std::size_t{count} * sizeof(Pixel));
+            const bool is_new = row == rows.start || line(row) != line(row - 1);
+            const Pixel* const from = source + std::uint64_t{line(row)} * job.source_width;
+            const Pixel* const next = source + std::uint64_t{line(std::min(row + 1, rows.end - 1))} * job.source_width;
+            if (streams) {
+                if (is_new) shuffle<Vectors>(from, next, line_pixels, count);
+                stream(line_pixels, out, count);
+            } else if (is_new) {
+                shuffle<Vectors>(from, next, out, count);
             } else {
-                shuffle<Vectors>(source + std::uint64_t{line(row)} * job.source_width, out, count);
+                std::memcpy(out, out - job.width, std::size_t{count} * sizeof(Pixel));
             }
         }
     }
 
+    // Processors foresee what comes within a row, not which row comes next.
     template <unsigned Vectors>
-    HWY_INLINE void shuffle(const Pixel* from, Pixel* out, std::uint32_t count) const {
+    HWY_INLINE void shuffle(const Pixel* from, const Pixel* next, Pixel* out, std::uint32_t count) const {
         const D d;
         for (std::uint32_t i = 0; i < count; i += lanes) {
             const Pixel* const window = from + windows[i / lanes];
+            for (std::uint32_t k = 0; k < Vectors; ++k) hwy::Prefetch(next + windows[i / lanes] + k * lanes);
             const auto place = hn::Load(d, places + i);
             if constexpr (Vectors == 1) {
                 hn::StoreU(hn::TableLookupLanes(hn::LoadU(d, window), hn::IndicesFromVec(d, place)), d, out + i);
@@ -123,37 +156,52 @@ bool scale(const scale_job& job, row_range rows) {
 
 // ---- Rotation ------------------------------------------------------------------------------------------------------
 
+// Tile by tile, so that the source rows under a tile stay in the cache however steeply a destination row crosses them.
 template <class Pixel>
 class turner {
 public:
     explicit turner(const rotate_job& what)
         : job(what) {}
 
-    void run_row(std::uint32_t row) {
-        const double y = row + job.y_offset;
-        y_sine = y * job.sine;
-        y_cosine = y * job.cosine;
-        Pixel* const out = static_cast<Pixel*>(job.destination) + std::uint64_t{row} * job.width;
-        const span inside = columns_inside();
-        std::fill(out, out + inside.start, Pixel{0});
-        move(out, inside);
-        std::fill(out + inside.end, out + job.width, Pixel{0});
+    void run(row_range rows) {
+        for (std::uint32_t top = rows.start; top < rows.end; top += tile_rows) {
+            const std::uint32_t bottom = std::min(rows.end, top + tile_rows);
+            span all{job.width, 0};
+            for (std::uint32_t row = top; row < bottom; ++row) {
+                const span inside = start_row(row, lines[row - top]);
+                all = {std::min(all.start, inside.start), std::max(all.end, inside.end)};
+            }
+            for (std::uint32_t start = all.start; start < all.end; start += tile_columns) {
+                run_tile(top, bottom, {start, std::min(all.end, start + tile_columns)});
+            }
+        }
     }
 
 private:
     using D = hn::ScalableTag<double>;
     using DI = hn::Rebind<std::int32_t, D>;
     static constexpr std::uint32_t lanes = HWY_LANES(double);
+    static constexpr std::uint32_t tile_columns = 256, tile_rows = 64;
 
     struct span {
         std::uint32_t start, end;
     };
+    struct line {
+        double y_sine, y_cosine;
+        span inside;
+    };
 
     const rotate_job& job;
-    double y_sine = 0.0, y_cosine = 0.0;
+    line lines[tile_rows];
+    HWY_ALIGN double x_cosines[tile_columns];
+    HWY_ALIGN double x_sines[tile_columns];
 
-    double x_at(std::uint32_t column) const { return (column + job.x_offset) * job.cosine + y_sine; }
-    double y_at(std::uint32_t column) const { return y_cosine - (column + job.x_offset) * job.sine; }
+    double x_at(std::uint32_t column, const line& row) const {
+        return (column + job.x_offset) * job.cosine + row.y_sine;
+    }
+    double y_at(std::uint32_t column, const line& row) const {
+        return row.y_cosine - (column + job.x_offset) * job.sine;
+    }
 
     // The columns of a span for which a condition holds that changes once at most, probably near `guess`. Every
     // operation of a position rounds monotonically, so that all conditions on positions are such.
@@ -177,40 +225,71 @@ private:
         (at_start ? columns.end : columns.start) = high;
     }
 
-    HWY_INLINE span columns_inside() const {
+    HWY_INLINE span columns_inside(const line& row) const {
         span columns{0, job.width};
-        const double width = job.source_width, height = job.source_height;
+        const double width = job.source_width, height = job.source_height, offset = job.x_offset;
         const double per_x = 1.0 / job.cosine, per_y = 1.0 / job.sine; // infinite ones guess nothing
-        narrow(columns, (-1.0 - y_sine) * per_x - job.x_offset, [&](std::uint32_t c) { return x_at(c) > -1.0; });
-        narrow(columns, (y_cosine + 1.0) * per_y - job.x_offset, [&](std::uint32_t c) { return y_at(c) > -1.0; });
-        narrow(columns, (width - y_sine) * per_x - job.x_offset, [&](std::uint32_t c) { return x_at(c) < width; });
-        narrow(columns, (y_cosine - height) * per_y - job.x_offset, [&](std::uint32_t c) { return y_at(c) < height; });
+        const auto x = [&](std::uint32_t column) { return x_at(column, row); };
+        const auto y = [&](std::uint32_t column) { return y_at(column, row); };
+        narrow(columns, (-1.0 - row.y_sine) * per_x - offset, [&](std::uint32_t c) { return x(c) > -1.0; });
+        narrow(columns, (row.y_cosine + 1.0) * per_y - offset, [&](std::uint32_t c) { return y(c) > -1.0; });
+        narrow(columns, (width - row.y_sine) * per_x - offset, [&](std::uint32_t c) { return x(c) < width; });
+        narrow(columns, (row.y_cosine - height) * per_y - offset, [&](std::uint32_t c) { return y(c) < height; });
         return columns;
     }
 
-    // Plain loads and stores of pixels: the instructions that gather take longer.
-    HWY_INLINE void move(Pixel* out, span columns) const {
-        const D d;
-        const auto* const source = static_cast<const Pixel*>(job.source);
-        const auto line = hn::Set(DI(), static_cast<std::int32_t>(job.source_width));
-        const auto x_offset = hn::Set(d, job.x_offset), numbers = hn::Iota(d, 0), last = hn::Set(d, columns.end - 1.0);
-        const auto cosine = hn::Set(d, job.cosine), sine = hn::Set(d, job.sine);
-        const auto of_y_x = hn::Set(d, y_sine), of_y_y = hn::Set(d, y_cosine);
-        HWY_ALIGN std::int32_t place[lanes];
-        for (std::uint32_t start = columns.start; start < columns.end; start += lanes) {
-            // Columns are whole numbers, so that the sum with the offset rounds once, as for a single pixel.
-            const auto column = hn::Min(hn::Add(numbers, hn::Set(d, start)), last);
-            const auto x = hn::Add(column, x_offset);
-            const auto source_x = hn::DemoteTo(DI(), hn::Add(hn::Mul(x, cosine), of_y_x));
-            const auto source_y = hn::DemoteTo(DI(), hn::Sub(of_y_y, hn::Mul(x, sine)));
-            hn::Store(hn::Add(hn::Mul(source_y, line), source_x), DI(), place);
-            if (HWY_LIKELY(columns.end - start >= lanes)) {
-                for (std::uint32_t lane = 0; lane < lanes; ++lane) out[start + lane] = source[place[lane]];
-            } else {
-                for (std::uint32_t lane = 0; start + lane < columns.end; ++lane)
-                    out[start + lane] = source[place[lane]];
-            }
+    // What a row's tiles share; clears its pixels outside. The columns inside.
+    span start_row(std::uint32_t number, line& row) {
+        const double y = number + job.y_offset;
+        row.y_sine = y * job.sine;
+        row.y_cosine = y * job.cosine;
+        row.inside = columns_inside(row);
+        Pixel* const out = static_cast<Pixel*>(job.destination) + std::uint64_t{number} * job.width;
+        std::fill(out, out + row.inside.start, Pixel{0});
+        std::fill(out + row.inside.end, out + job.width, Pixel{0});
+        return row.inside;
+    }
+
+    void run_tile(std::uint32_t top, std::uint32_t bottom, span columns) {
+        for (std::uint32_t column = columns.start; column < columns.end; ++column) {
+            x_cosines[column - columns.start] = (column + job.x_offset) * job.cosine;
+            x_sines[column - columns.start] = (column + job.x_offset) * job.sine;
         }
+        Pixel* out = static_cast<Pixel*>(job.destination) + std::uint64_t{top} * job.width + columns.start;
+        for (std::uint32_t row = top; row < bottom; ++row, out += job.width) {
+            const line& at = lines[row - top];
+            const std::uint32_t first = std::max(at.inside.start, columns.start);
+            const std::uint32_t end = std::min(at.inside.end, columns.end);
+            if (first < end) move(out, {first - columns.start, end - columns.start}, at);
+        }
+    }
+
+    // Plain loads and stores of pixels: the instructions that gather take longer. Columns count from the tile's first.
+    HWY_INLINE void move(Pixel* out, span columns, const line& row) const {
+        const auto* const source = static_cast<const Pixel*>(job.source);
+        const std::uint32_t count = columns.end - columns.start;
+        if (HWY_UNLIKELY(count < lanes)) {
+            for (std::uint32_t i = columns.start; i < columns.end; ++i) {
+                const auto x = static_cast<std::int64_t>(x_cosines[i] + row.y_sine);
+                const auto y = static_cast<std::int64_t>(row.y_cosine - x_sines[i]);
+                out[i] = source[y * job.source_width + x];
+            }
+            return;
+        }
+        const D d;
+        const auto source_width = hn::Set(DI(), static_cast<std::int32_t>(job.source_width));
+        const auto y_sine = hn::Set(d, row.y_sine), y_cosine = hn::Set(d, row.y_cosine);
+        const auto move_vector = [&](std::uint32_t start) HWY_ATTR {
+            HWY_ALIGN std::int32_t place[lanes];
+            const auto x = hn::DemoteTo(DI(), hn::Add(hn::LoadU(d, x_cosines + start), y_sine));
+            const auto y = hn::DemoteTo(DI(), hn::Sub(y_cosine, hn::LoadU(d, x_sines + start)));
+            hn::Store(hn::Add(hn::Mul(y, source_width), x), DI(), place);
+            for (std::uint32_t lane = 0; lane < lanes; ++lane) out[start + lane] = source[place[lane]];
+        };
+        std::uint32_t start = columns.start;
+        for (; start + lanes <= columns.end; start += lanes) move_vector(start);
+        // The last pixels together with ones before them, which become what they are.
+        if (start < columns.end) move_vector(columns.end - lanes);
     }
 };
 
@@ -218,8 +297,7 @@ template <class Pixel>
 bool rotate(const rotate_job& job, row_range rows) {
     // Indices are signed 32-bit numbers.
     if (std::uint64_t{job.source_width} * job.source_height > INT32_MAX) return false;
-    turner<Pixel> all(job);
-    for (std::uint32_t row = rows.start; row < rows.end; ++row) all.run_row(row);
+    turner<Pixel>(job).run(rows);
     return true;
 }
 
@@ -241,18 +319,42 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zarn::vector {
 
-    #define ZARN_DISPATCH(name, kernel, bytes, job_type)                                                               \
-        HWY_EXPORT(kernel);                                                                                            \
-        template <>                                                                                                    \
-        bool name<bytes>(const job_type& job, row_range rows) {                                                        \
-            return HWY_DYNAMIC_DISPATCH(kernel)(job, rows);                                                            \
-        }
-ZARN_DISPATCH(scale_nearest_rows, scale_4, 4, scale_job)
-ZARN_DISPATCH(scale_nearest_rows, scale_8, 8, scale_job)
-ZARN_DISPATCH(rotate_nearest_rows, rotate_1, 1, rotate_job)
-ZARN_DISPATCH(rotate_nearest_rows, rotate_2, 2, rotate_job)
-ZARN_DISPATCH(rotate_nearest_rows, rotate_4, 4, rotate_job)
-ZARN_DISPATCH(rotate_nearest_rows, rotate_8, 8, rotate_job)
+HWY_EXPORT(scale_4);
+HWY_EXPORT(scale_8);
+HWY_EXPORT(rotate_1);
+HWY_EXPORT(rotate_2);
+HWY_EXPORT(rotate_4);
+HWY_EXPORT(rotate_8);
+
+template <>
+bool scale_nearest_rows<4>(const scale_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(scale_4)(job, rows);
+}
+
+template <>
+bool scale_nearest_rows<8>(const scale_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(scale_8)(job, rows);
+}
+
+template <>
+bool rotate_nearest_rows<1>(const rotate_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(rotate_1)(job, rows);
+}
+
+template <>
+bool rotate_nearest_rows<2>(const rotate_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(rotate_2)(job, rows);
+}
+
+template <>
+bool rotate_nearest_rows<4>(const rotate_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(rotate_4)(job, rows);
+}
+
+template <>
+bool rotate_nearest_rows<8>(const rotate_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(rotate_8)(job, rows);
+}
 
 } // namespace zarn::vector
 #endif
