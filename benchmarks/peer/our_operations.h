@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <zarn/image_8.h>
@@ -64,8 +65,14 @@ std::vector<operation> rgba_operations(unsigned bits);
 std::vector<operation> value_operations(unsigned bits);
 std::vector<operation> real_operations();
 
+// Of the transform engine; and, on RGBA of 8 bits, of paths.
+std::vector<operation> transform_operations(const pixel_form& form);
+
 // The picture's mirror image over the picture, with opacity 0.7 and the mode of the code that `mode` then has.
 start_subject start_blend(unsigned bits, const unsigned& mode);
+
+// The corners that "path_fill" fills in a square picture: a disc with a wavy rim, x and y in pixels.
+std::vector<std::pair<double, double>> benchmark_polygon(unsigned side);
 
 // Makes the image a copy of the picture.
 void load(zarn_image_8& image, const picture& source);

@@ -42,6 +42,35 @@ void rotate(const Mat& from, Mat& to, double angle) {
                    cv::BORDER_CONSTANT, cv::Scalar::all(0));
 }
 
+void resize_nearest(const Mat& from, Mat& to, double factor) {
+    cv::resize(from, to, scaled(from, factor), 0, 0, cv::INTER_NEAREST);
+}
+
+// As the engine does: about the corner of the canvas, the pixel into whose area a corner falls.
+void rotate_nearest(const Mat& from, Mat& to, double angle) {
+    const double c = std::cos(angle), s = std::sin(angle), x = -from.rows * s;
+    const cv::Size canvas(static_cast<int>(std::ceil(from.cols * c + from.rows * s)),
+                          static_cast<int>(std::ceil(from.cols * s + from.rows * c)));
+    const cv::Matx23d from_result_to_source(c, s, x * c - 0.5, -s, c, -x * s - 0.5);
+    cv::warpAffine(from, to, from_result_to_source, canvas, cv::INTER_NEAREST | cv::WARP_INVERSE_MAP,
+                   cv::BORDER_CONSTANT, cv::Scalar::all(0));
+}
+
+void fill_polygon(const Mat&, Mat& to) {
+    static std::vector<std::vector<cv::Point>> polygons(1);
+    static int side = 0;
+    constexpr int fraction_bits = 4;
+    if (side != to.cols) {
+        side = to.cols;
+        polygons[0].clear();
+        for (const auto& [x, y] : benchmark_polygon(static_cast<unsigned>(side))) {
+            polygons[0].emplace_back(cvRound((x - 0.5) * (1 << fraction_bits)),
+                                     cvRound((y - 0.5) * (1 << fraction_bits)));
+        }
+    }
+    cv::fillPoly(to, polygons, cv::Scalar(200, 100, 50, 255), cv::LINE_AA, fraction_bits);
+}
+
 void three_boxes(const Mat& from, Mat& to) {
     static Mat first, second;
     box(from, first, 10);
@@ -379,6 +408,20 @@ const equivalent equivalents[] = {
     {"distance", "`distanceTransform` DIST_MASK_PRECISE of both sides, `minMaxLoc`, `convertTo`", distance,
      destination::in_place},
     {"normals", "`Sobel` twice, arithmetic, `merge`, `convertTo`", normals},
+    {"engine_enlarge", "`resize` INTER_NEAREST", [](const Mat& from, Mat& to) { resize_nearest(from, to, 1.5); },
+     destination::kept},
+    {"engine_reduce", "`resize` INTER_NEAREST", [](const Mat& from, Mat& to) { resize_nearest(from, to, 0.75); },
+     destination::kept},
+    {"engine_rotate", "`warpAffine` INTER_NEAREST", [](const Mat& from, Mat& to) { rotate_nearest(from, to, 0.3); },
+     destination::kept},
+    {"engine_both", "`resize`, `warpAffine` INTER_NEAREST",
+     [](const Mat& from, Mat& to) {
+         static Mat smaller;
+         resize_nearest(from, smaller, 0.75);
+         rotate_nearest(smaller, to, 0.3);
+     },
+     destination::kept},
+    {"path_fill", "`fillPoly` LINE_AA", fill_polygon, destination::in_place},
     {"to_16_bits", "`convertTo`", [](const Mat& from, Mat& to) { from.convertTo(to, CV_16U, 257.0); }},
     {"to_8_bits", "`convertTo`", [](const Mat& from, Mat& to) { from.convertTo(to, CV_8U, 1 / 257.0); }},
 };
