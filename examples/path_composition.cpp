@@ -1,5 +1,6 @@
 // Draws a picture with bezier paths alone: a landscape of filled curves, and over it a texture cut out by a path, with
-// its shadow beneath and a stroked outline around.
+// its shadow beneath and a stroked outline around. Smaller ones are scattered by the transform engine, which scales and
+// turns the texture and the path that cuts it out alike.
 //
 //     path_composition RESULT.png
 
@@ -133,6 +134,51 @@ bool paint_blossom(zarn_image_8& picture) {
     return true;
 }
 
+// One blossom, drawn once, in several sizes and directions: each comes from the copy that the engines keep.
+bool scatter_blossoms(zarn_image_8& picture) {
+    constexpr unsigned int side = 192;
+    zarn_owned<zarn_image_8> cloth, mask;
+    if (!cloth->create(side, side, ZARN_ORIGIN_UPPER_LEFT, nullptr, 1)) return false;
+    for (unsigned int y = 0; y < side; ++y) {
+        for (unsigned int x = 0; x < side; ++x) cloth->set_pixel(x, y, texture(x - 95.5, y - 95.5));
+    }
+    zarn_bezier_path path = blossom(8, 30.0, 15.0);
+    zarn_rt_transform cloth_engine, path_engine;
+    if (!cloth_engine.checkin_image(*cloth) || !path_engine.checkin_image(path)) return false;
+
+    struct {
+        float x, y;
+        int times;
+        double angle;
+    } const places[] = {
+        {500, 90, 1, 0.2}, {590, 170, 2, 0.9}, {560, 500, 3, -0.5}, {800, 110, 2, 2.4}, {860, 470, 1, -1.3}};
+    for (const auto& place : places) {
+        const int size = 64 * place.times;
+        if (!cloth_engine.transform(size, size, place.angle)) return false;
+        if (!path_engine.transform(place.times, place.times, place.angle)) return false;
+        zarn_bezier_path placed = path;
+        zarn_fpoint_s min, max;
+        placed.get_bounding_rect(min, max);
+        placed.translate_relative(zarn_fpoint_s(place.x, place.y) - (min + max) * 0.5f);
+        zarn_point_s offset;
+        if (!placed.rasterize_to_image(0, 0.0, zarn_pixel_8_s(255, 255, 255, 255), 0, *mask, offset)) return false;
+        const auto left = static_cast<unsigned int>(place.x) - cloth->get_width() / 2;
+        const auto top = static_cast<unsigned int>(place.y) - cloth->get_height() / 2;
+        for (unsigned int y = 0; y < mask->get_height(); ++y) {
+            for (unsigned int x = 0; x < mask->get_width(); ++x) {
+                const unsigned int cloth_x = offset.x + x - left, cloth_y = offset.y + y - top;
+                if (cloth_x >= cloth->get_width() || cloth_y >= cloth->get_height()) continue; // also left of, above
+                zarn_pixel_8_s pixel = cloth->get_pixel(cloth_x, cloth_y);
+                pixel.a = mask->get_pixel(x, y).a;
+                mask->set_pixel(x, y, pixel);
+            }
+        }
+        lay(*mask, offset, 0, 0, 1.0f, picture);
+        placed.rasterize_to_image_existing(1, 2.0, zarn_pixel_8_s(255, 246, 236, 255), 0, picture);
+    }
+    return cloth_engine.checkout_image() && path_engine.checkout_image();
+}
+
 } // namespace
 
 int main(int argument_count, char** arguments) {
@@ -148,7 +194,8 @@ int main(int argument_count, char** arguments) {
             paint_sky(*picture);
             paint_landscape(*picture);
             const std::string name = arguments[1];
-            done = paint_blossom(*picture) && picture->save_file(std::wstring(name.begin(), name.end()).c_str(), 2, 0);
+            done = paint_blossom(*picture) && scatter_blossoms(*picture) &&
+                   picture->save_file(std::wstring(name.begin(), name.end()).c_str(), 2, 0);
         }
         const zarn_list<wchar_t*>& messages = *picture->get_error_stack();
         for (unsigned int i = 0; i < messages.count; ++i) std::fprintf(stderr, "%ls\n", messages[i]);
