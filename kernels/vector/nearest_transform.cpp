@@ -57,8 +57,8 @@ HWY_INLINE void stream(const Pixel* from, Pixel* to, std::size_t count) {
 
 // ---- Scaling -------------------------------------------------------------------------------------------------------
 
-// A vector of destination pixels comes from a window of one or two vectors of source pixels, shuffled. Where the
-// windows lie and how they are shuffled is computed once for all rows.
+// A vector of destination pixels comes from a window of one or two vectors of source pixels, shuffled: pixels of 1 and
+// 2 bytes as the bytes of short vectors. Where the windows lie and how they are shuffled is computed once for all rows.
 template <class Pixel>
 class scaler {
 public:
@@ -86,12 +86,15 @@ public:
 
 private:
     using D = hn::ScalableTag<Pixel>;
-    static constexpr std::uint32_t lanes = HWY_LANES(Pixel);
-    static constexpr std::uint32_t strip = 8192 / sizeof(Pixel);
+    static constexpr bool is_small = sizeof(Pixel) <= 2;
+    static constexpr std::uint32_t block = 16; // bytes that one instruction shuffles
+    static constexpr std::uint32_t lanes = is_small ? block / sizeof(Pixel) : HWY_LANES(Pixel);
+    static constexpr std::uint32_t strip_bytes = 8192, strip = strip_bytes / sizeof(Pixel);
 
     const scale_job& job;
     const fixed_step column, line;
-    HWY_ALIGN Pixel places[strip]; // in the window
+    HWY_ALIGN Pixel places[strip];                                     // in the window
+    HWY_ALIGN std::uint8_t byte_places[2][is_small ? strip_bytes : 1]; // in the window's halves; 128: not there
     HWY_ALIGN Pixel line_pixels[strip];
     std::uint32_t windows[strip / lanes];
 
@@ -100,7 +103,10 @@ private:
         for (std::uint32_t i = 0; i < count; i += lanes) {
             const std::uint32_t first = std::min(column(start + i), column(start + i + lanes - 1));
             windows[i / lanes] = std::min(first, job.source_width - Vectors * lanes);
-            for (std::uint32_t k = i; k < i + lanes; ++k) places[k] = column(start + k) - windows[i / lanes];
+            for (std::uint32_t k = i; k < i + lanes; ++k) {
+                places[k] = static_cast<Pixel>(column(start + k) - windows[i / lanes]);
+                if constexpr (is_small) place_bytes(k);
+            }
         }
         const auto* const source = static_cast<const Pixel*>(job.source);
         Pixel* out = static_cast<Pixel*>(job.destination) + std::uint64_t{rows.start} * job.width + start;
@@ -120,17 +126,40 @@ private:
         }
     }
 
+    void place_bytes(std::uint32_t pixel) {
+        for (std::uint32_t i = 0; i < sizeof(Pixel); ++i) {
+            const auto place = static_cast<std::uint32_t>(places[pixel] * sizeof(Pixel)) + i;
+            byte_places[0][pixel * sizeof(Pixel) + i] = static_cast<std::uint8_t>(place < block ? place : 128);
+            byte_places[1][pixel * sizeof(Pixel) + i] = static_cast<std::uint8_t>(place < block ? 128 : place - block);
+        }
+    }
+
+    template <unsigned Vectors>
+    HWY_INLINE void shuffle_bytes(const Pixel* window, Pixel* out, std::uint32_t at) const {
+        const hn::FixedTag<std::uint8_t, block> d;
+        const auto* const bytes = reinterpret_cast<const std::uint8_t*>(window);
+        auto found = hn::TableLookupBytesOr0(hn::LoadU(d, bytes), hn::Load(d, byte_places[0] + at * sizeof(Pixel)));
+        if constexpr (Vectors == 2) {
+            const auto in_high = hn::Load(d, byte_places[1] + at * sizeof(Pixel));
+            found = hn::Or(found, hn::TableLookupBytesOr0(hn::LoadU(d, bytes + block), in_high));
+        }
+        hn::StoreU(found, d, reinterpret_cast<std::uint8_t*>(out + at));
+    }
+
     // Processors foresee what comes within a row, not which row comes next.
     template <unsigned Vectors>
     HWY_INLINE void shuffle(const Pixel* from, const Pixel* next, Pixel* out, std::uint32_t count) const {
-        const D d;
+        [[maybe_unused]] const D d;
         for (std::uint32_t i = 0; i < count; i += lanes) {
             const Pixel* const window = from + windows[i / lanes];
             for (std::uint32_t k = 0; k < Vectors; ++k) hwy::Prefetch(next + windows[i / lanes] + k * lanes);
-            const auto place = hn::Load(d, places + i);
-            if constexpr (Vectors == 1) {
-                hn::StoreU(hn::TableLookupLanes(hn::LoadU(d, window), hn::IndicesFromVec(d, place)), d, out + i);
+            if constexpr (is_small) {
+                shuffle_bytes<Vectors>(window, out, i);
+            } else if constexpr (Vectors == 1) {
+                const auto in_vector = hn::IndicesFromVec(d, hn::Load(d, places + i));
+                hn::StoreU(hn::TableLookupLanes(hn::LoadU(d, window), in_vector), d, out + i);
             } else {
+                const auto place = hn::Load(d, places + i);
                 const auto in_vector = hn::IndicesFromVec(d, hn::And(place, hn::Set(d, lanes - 1)));
                 const auto low = hn::TableLookupLanes(hn::LoadU(d, window), in_vector);
                 const auto high = hn::TableLookupLanes(hn::LoadU(d, window + lanes), in_vector);
@@ -306,6 +335,8 @@ bool rotate(const rotate_job& job, row_range rows) {
 } // namespace
 
 // Dispatch takes functions, not templates.
+bool scale_1(const scale_job& job, row_range rows) { return scale<std::uint8_t>(job, rows); }
+bool scale_2(const scale_job& job, row_range rows) { return scale<std::uint16_t>(job, rows); }
 bool scale_4(const scale_job& job, row_range rows) { return scale<std::uint32_t>(job, rows); }
 bool scale_8(const scale_job& job, row_range rows) { return scale<std::uint64_t>(job, rows); }
 bool rotate_1(const rotate_job& job, row_range rows) { return rotate<std::uint8_t>(job, rows); }
@@ -319,12 +350,24 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zarn::vector {
 
+HWY_EXPORT(scale_1);
+HWY_EXPORT(scale_2);
 HWY_EXPORT(scale_4);
 HWY_EXPORT(scale_8);
 HWY_EXPORT(rotate_1);
 HWY_EXPORT(rotate_2);
 HWY_EXPORT(rotate_4);
 HWY_EXPORT(rotate_8);
+
+template <>
+bool scale_nearest_rows<1>(const scale_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(scale_1)(job, rows);
+}
+
+template <>
+bool scale_nearest_rows<2>(const scale_job& job, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(scale_2)(job, rows);
+}
 
 template <>
 bool scale_nearest_rows<4>(const scale_job& job, row_range rows) {

@@ -6,19 +6,13 @@
 
 namespace zarn::vector {
 
-// All give false, with nothing done, where there is no vector code for the machine.
+// Both give false, with nothing done, where there is no vector code for the machine. `Bytes` is 1, 2, 4 or 8.
 
-// For pixels of 4 and 8 bytes and columns of up to twice the destination's number; false for others.
+// False too for less than a vector of columns and for fewer than half the source's.
 template <unsigned Bytes>
-bool scale_nearest_rows(const scale_job&, row_range) {
-    return false;
-}
-template <>
-bool scale_nearest_rows<4>(const scale_job& job, row_range rows);
-template <>
-bool scale_nearest_rows<8>(const scale_job& job, row_range rows);
+bool scale_nearest_rows(const scale_job& job, row_range rows);
 
-// False too for a source of more than 2^31 - 1 pixels. `Bytes` is 1, 2, 4 or 8.
+// False too for a source of more than 2^31 - 1 pixels.
 template <unsigned Bytes>
 bool rotate_nearest_rows(const rotate_job& job, row_range rows);
 
