@@ -66,36 +66,48 @@ struct real_math {
 template <class Format>
 using math_of = std::conditional_t<is_real<Format>, real_math, integer_math<typename Format::sample>>;
 
-// Calls work(destination, source, count) for every row.
-template <class Format, class Work>
+// Calls work(destination, source) for every row.
+template <class Format, class Source, class Work>
 void for_each_row(const blit_job& job, row_range rows, Work work) {
     using sample = typename Format::sample;
-    constexpr std::uint64_t n = channels<Format>;
     const auto at = [](const blit_picture& picture, std::uint32_t x, std::uint32_t y) {
-        return (static_cast<std::uint64_t>(memory_row(y, picture.height, picture.lower_left)) * picture.width + x) * n;
+        return static_cast<std::uint64_t>(memory_row(y, picture.height, picture.lower_left)) * picture.width + x;
     };
     for (std::uint32_t row = rows.start; row < rows.end; ++row) {
         const std::uint32_t destination_row = job.destination_y + (row - job.source_y);
-        work(static_cast<sample*>(job.destination) + at(job.destination_picture, job.destination_x, destination_row),
-             static_cast<const sample*>(job.source) + at(job.source_picture, job.source_x, row));
+        work(static_cast<sample*>(job.destination) +
+                 at(job.destination_picture, job.destination_x, destination_row) * channels<Format>,
+             static_cast<const sample*>(job.source) + at(job.source_picture, job.source_x, row) * channels<Source>);
     }
 }
 
 // The same for every pair of pixels, after the alpha rule.
-template <class Format, class Work>
+template <class Format, class Source, class Work>
 void for_each_pixel(const blit_job& job, row_range rows, Work work) {
     using sample = typename Format::sample;
-    for_each_row<Format>(job, rows, [&job, &work](sample* destination, const sample* source) {
+    for_each_row<Format, Source>(job, rows, [&job, &work](sample* destination, const sample* source) {
         for (std::uint32_t x = 0; x < job.columns; ++x) {
             if constexpr (Format::has_alpha) {
-                constexpr unsigned a = Format::colours;
-                if (!job.keep_alpha) destination[a] = std::max(destination[a], source[a]);
+                sample& alpha = destination[Format::colours];
+                if (!job.keep_alpha) alpha = std::max(alpha, source[Source::colours]);
             }
             work(destination, source);
             destination += channels<Format>;
-            source += channels<Format>;
+            source += channels<Source>;
         }
     });
+}
+
+// A colour of a source pixel, as a destination of the other layout takes it: the value, or the luma.
+template <class Format, class Source>
+auto colour_of(const typename Source::sample* source, unsigned c) {
+    if constexpr (Source::colours == Format::colours) {
+        return source[c];
+    } else if constexpr (Source::colours == 1) {
+        return source[0];
+    } else {
+        return 0.299f * number(source[0]) + 0.587f * number(source[1]) + 0.114f * number(source[2]);
+    }
 }
 
 // How far the destination moves towards the blended colour.
@@ -122,94 +134,81 @@ bool blend_in_vectors(blend_code mode, const blit_job& job, row_range rows) {
     return false;
 }
 
-template <class Format, class Mode, blend_code code>
+template <class Format, class Source, class Mode, blend_code code>
 void blend_rows(const blit_job& job, row_range rows) {
     if (blend_in_vectors<Format>(code, job, rows)) return;
     using sample = typename Format::sample;
     using math = math_of<Format>;
     using number = typename math::number;
     using real = typename Format::real;
-    for_each_pixel<Format>(job, rows, [&job](sample* destination, const sample* source) {
-        const real weight = weight_of<Format>(job, source);
+    for_each_pixel<Format, Source>(job, rows, [&job](sample* destination, const sample* source) {
+        const real weight = weight_of<Source>(job, source);
         const real rest = real{1} - weight;
         for (unsigned c = 0; c < Format::colours; ++c) {
-            const number blended =
-                Mode::template apply<math>(static_cast<number>(destination[c]), static_cast<number>(source[c]));
+            const number blended = Mode::template apply<math>(
+                static_cast<number>(destination[c]), static_cast<number>(colour_of<Format, Source>(source, c)));
             destination[c] =
                 stored<Format>(static_cast<real>(destination[c]) * rest + static_cast<real>(blended) * weight);
         }
     });
 }
 
-template <class Format>
+template <class Format, class Source>
 void replace_rows(const blit_job& job, row_range rows) {
     using sample = typename Format::sample;
-    const std::size_t bytes = static_cast<std::size_t>(job.columns) * pixel_bytes<Format>;
-    for_each_row<Format>(
-        job, rows, [bytes](sample* destination, const sample* source) { std::memcpy(destination, source, bytes); });
+    for_each_row<Format, Source>(job, rows, [&job](sample* destination, const sample* source) {
+        if constexpr (std::is_same_v<Format, Source>) {
+            std::memcpy(destination, source, static_cast<std::size_t>(job.columns) * pixel_bytes<Format>);
+        } else {
+            for (std::uint32_t x = 0; x < job.columns; ++x) {
+                for (unsigned c = 0; c < Format::colours; ++c)
+                    *destination++ = static_cast<sample>(colour_of<Format, Source>(source, c));
+                *destination++ = source[Source::colours];
+                source += channels<Source>;
+            }
+        }
+    });
 }
 
-template <class Format>
+template <class Format, class Source>
 void custom_rows(const blit_job& job, row_range rows) {
     using sample = typename Format::sample;
     sample result[channels<Format>] = {};
-    for_each_pixel<Format>(job, rows, [&](sample* destination, const sample* source) {
-        const auto weight = static_cast<float>(weight_of<Format>(job, source));
-        job.custom->call(*job.custom, weight, destination, source, result);
+    for_each_pixel<Format, Source>(job, rows, [&](sample* destination, const sample* source) {
+        const auto weight = static_cast<float>(weight_of<Source>(job, source));
+        // Reals are handed the destination itself, of integers the result is another pixel.
+        if constexpr (is_real<Format>) std::copy_n(destination, channels<Format>, result);
+        const void* const shown = is_real<Format> ? result : destination;
+        job.custom->call(*job.custom, weight, shown, source, result);
         std::copy(std::begin(result), std::end(result), destination);
     });
 }
 
-template <class Format>
+template <class Format, class Source>
 void alpha_rows(const blit_job& job, row_range rows) {
-    for_each_pixel<Format>(job, rows, [](auto*, const auto*) {});
+    for_each_pixel<Format, Source>(job, rows, [](auto*, const auto*) {});
 }
 
 } // namespace
 
-template <class Format>
+template <class Format, class Source>
 blit_rows blit_rows_for(std::uint32_t mode) noexcept {
-#define ZARN_BLEND_ROWS(name) blend_rows<Format, name, blend_code::name>,
+#define ZARN_BLEND_ROWS(name) blend_rows<Format, Source, name, blend_code::name>,
     static constexpr blit_rows kernels[] = {ZARN_FOR_EACH_BLEND_MODE(ZARN_BLEND_ROWS)};
 #undef ZARN_BLEND_ROWS
     static_assert(std::size(kernels) == ZARN_BLEND_REPLACE);
     if (mode < std::size(kernels)) return kernels[mode];
-    if (mode == ZARN_BLEND_REPLACE) return replace_rows<Format>;
-    return mode == ZARN_BLEND_CUSTOM ? custom_rows<Format> : alpha_rows<Format>;
+    if (mode == ZARN_BLEND_REPLACE) return replace_rows<Format, Source>;
+    return mode == ZARN_BLEND_CUSTOM ? custom_rows<Format, Source> : alpha_rows<Format, Source>;
 }
 
-// The callback works on a copy of the destination pixel, and its source may be of the other layout.
-template <class Format, class Source>
-void custom_real_rows(const blit_job& job, row_range rows) {
-    using sample = typename Format::sample;
-    constexpr unsigned n = channels<Format>;
-    const auto at = [](const blit_picture& picture, std::uint32_t x, std::uint64_t y) { return y * picture.width + x; };
-    for (std::uint32_t row = rows.start; row < rows.end; ++row) {
-        const std::uint32_t destination_row = job.destination_y + (row - job.source_y);
-        auto* destination =
-            static_cast<sample*>(job.destination) + at(job.destination_picture, job.destination_x, destination_row) * n;
-        const auto* source =
-            static_cast<const sample*>(job.source) + at(job.source_picture, job.source_x, row) * channels<Source>;
-        for (std::uint32_t x = 0; x < job.columns; ++x, destination += n, source += channels<Source>) {
-            sample pixel[n];
-            std::copy(destination, destination + n, pixel);
-            const sample alpha = source[Source::colours];
-            if (!job.keep_alpha) pixel[Format::colours] = std::max(pixel[Format::colours], alpha);
-            job.custom->call(*job.custom, weight_of<Source>(job, source), pixel, source, pixel);
-            std::copy(pixel, pixel + n, destination);
-        }
-    }
-}
-
-#define ZARN_INSTANTIATE(format) template blit_rows blit_rows_for<format>(std::uint32_t) noexcept;
+#define ZARN_INSTANTIATE(format) template blit_rows blit_rows_for<format, format>(std::uint32_t) noexcept;
 ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
 #undef ZARN_INSTANTIATE
 
 #define ZARN_INSTANTIATE(colour, grey)                                                                                 \
-    template void custom_real_rows<colour, colour>(const blit_job&, row_range);                                        \
-    template void custom_real_rows<colour, grey>(const blit_job&, row_range);                                          \
-    template void custom_real_rows<grey, colour>(const blit_job&, row_range);                                          \
-    template void custom_real_rows<grey, grey>(const blit_job&, row_range);
+    template blit_rows blit_rows_for<colour, grey>(std::uint32_t) noexcept;                                            \
+    template blit_rows blit_rows_for<grey, colour>(std::uint32_t) noexcept;
 ZARN_INSTANTIATE(colour_real_32, grey_real_32)
 ZARN_INSTANTIATE(colour_real_16, grey_real_16)
 

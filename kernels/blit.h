@@ -39,13 +39,10 @@ struct blit_job {
 using blit_rows = void (*)(const blit_job& job, row_range rows);
 
 // The kernel of a blend mode, by its code in <zarn/blend.h>. Its rows are picture rows of the source. Codes without a
-// mode get one that applies the alpha rule only.
-template <class Format>
+// mode get one that applies the alpha rule only. The source has the destination's format; of real formats it may be of
+// the other layout: then a value stands for all colours, and colours for their luma, a float that is not rounded. The
+// custom mode hands out pixels as they lie, and of reals the result for the destination.
+template <class Format, class Source = Format>
 blit_rows blit_rows_for(std::uint32_t mode) noexcept;
-
-// The kernel of the custom mode between real formats of either layout, both with the top row first. The callback's
-// result is the destination it is handed.
-template <class Format, class Source>
-void custom_real_rows(const blit_job& job, row_range rows);
 
 } // namespace zarn

@@ -1,7 +1,6 @@
 #include "kernels/layout.h"
 
 #include "kernels/pixel_format.h"
-#include "kernels/store.h"
 
 namespace zarn {
 
@@ -13,18 +12,8 @@ void spread_greys(const typename Grey::sample* greys, typename Grey::sample* col
     }
 }
 
-template <class Grey>
-void mix_lumas(const typename Grey::sample* colours, typename Grey::sample* greys, std::uint64_t count) {
-    for (std::uint64_t i = 0; i < count; ++i, colours += 4, greys += 2) {
-        greys[0] =
-            stored<Grey>(0.299f * number(colours[0]) + 0.587f * number(colours[1]) + 0.114f * number(colours[2]));
-        greys[1] = colours[3];
-    }
-}
-
 #define ZARN_INSTANTIATE(format)                                                                                       \
-    template void spread_greys<format>(const format::sample*, format::sample*, std::uint64_t);                         \
-    template void mix_lumas<format>(const format::sample*, format::sample*, std::uint64_t);
+    template void spread_greys<format>(const format::sample*, format::sample*, std::uint64_t);
 ZARN_FOR_EACH_REAL_GREY_FORMAT(ZARN_INSTANTIATE)
 
 } // namespace zarn

@@ -48,28 +48,27 @@ owned_pixels copy_source(blit_job& job, std::uint32_t rows) noexcept {
     return copy;
 }
 
-template <class Format>
-unsigned int do_blit(image_state& image, blit_job job, std::uint32_t rows, const blit_mixing& mixing,
-                     blit_rows kernel) noexcept {
+template <class Format, class Source>
+unsigned int do_blit(image_state& image, blit_job job, std::uint32_t rows, const blit_mixing& mixing) noexcept {
     if (mixing.mode == ZARN_BLEND_CUSTOM && !mixing.custom.host_callback) {
         return fail_method(image, L"___do_blit(). ZARN_BLEND_CUSTOM without blend_callback.");
     }
     owned_pixels copy;
     if (job.source == job.destination) {
-        copy = copy_source<Format>(job, rows);
+        copy = copy_source<Source>(job, rows);
         if (!copy) return fail_allocation(image, image.names->pixel_array);
     }
     operation_bands bands(image, L"blit", job.source_y, job.source_y + rows, at_most_one_band_per_row(image, rows));
     if (!bands) return 0;
-    bands.run(job, kernel ? kernel : blit_rows_for<Format>(mixing.mode));
+    bands.run(job, blit_rows_for<Format, Source>(mixing.mode));
     return 1;
 }
 
 } // namespace
 
-template <class Format>
+template <class Format, class Source>
 unsigned int blit(image_state& image, const image_state& source, const blit_placement& placement,
-                  const blit_mixing& mixing, blit_rows kernel) noexcept {
+                  const blit_mixing& mixing) noexcept {
     if (!has_pixels(image) || !has_pixels(source)) return 1;
     const visible_span columns =
         clip(placement.source_x, placement.width, source.width, placement.destination_x, image.width);
@@ -92,12 +91,17 @@ unsigned int blit(image_state& image, const image_state& source, const blit_plac
     job.opacity = mixing.opacity;
     job.keep_alpha = mixing.keep_alpha;
     job.custom = &mixing.custom;
-    return do_blit<Format>(image, job, narrow(rows.end - rows.start), mixing, kernel);
+    return do_blit<Format, Source>(image, job, narrow(rows.end - rows.start), mixing);
 }
 
-#define ZARN_INSTANTIATE(format)                                                                                       \
-    template unsigned int blit<format>(image_state&, const image_state&, const blit_placement&, const blit_mixing&,    \
-                                       blit_rows) noexcept;
-ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE)
+#define ZARN_INSTANTIATE(format, source)                                                                               \
+    template unsigned int blit<format, source>(image_state&, const image_state&, const blit_placement&,                \
+                                               const blit_mixing&) noexcept;
+#define ZARN_INSTANTIATE_SAME(format) ZARN_INSTANTIATE(format, format)
+ZARN_FOR_EACH_FORMAT(ZARN_INSTANTIATE_SAME)
+ZARN_INSTANTIATE(colour_real_32, grey_real_32)
+ZARN_INSTANTIATE(grey_real_32, colour_real_32)
+ZARN_INSTANTIATE(colour_real_16, grey_real_16)
+ZARN_INSTANTIATE(grey_real_16, colour_real_16)
 
 } // namespace zarn

@@ -1,4 +1,4 @@
-// Compositing a rectangle of one image onto another of the same format.
+// Compositing a rectangle of one image onto another.
 #pragma once
 
 #include <zarn/detail/image_state.h>
@@ -23,9 +23,9 @@ struct blit_mixing {
     custom_blend custom; // its host_callback may be null
 };
 
-// `kernel` takes the place of the mode's own where it is not null.
-template <class Format>
+// Of the same format, or real formats of the same sample type.
+template <class Format, class Source = Format>
 unsigned int blit(image_state& image, const image_state& source, const blit_placement& placement,
-                  const blit_mixing& mixing, blit_rows kernel = nullptr) noexcept;
+                  const blit_mixing& mixing) noexcept;
 
 } // namespace zarn

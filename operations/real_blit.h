@@ -7,7 +7,7 @@
 
 namespace zarn {
 
-// A picture of the other layout is converted first: (v, v, v, a), or its luma. A callback sees it as it lies.
+// A picture of the other layout counts as (v, v, v, a), or as its luma. A callback sees it as it lies.
 template <class Sample>
 unsigned int blit_reals(image_state& image, bool is_grayscale, const image_state& source, bool source_is_grayscale,
                         const blit_placement& placement, const blit_mixing& mixing) noexcept;
