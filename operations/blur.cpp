@@ -26,7 +26,10 @@ void clear_rows(void* pixels, std::uint64_t row_bytes, std::uint64_t height, std
 template <class Format>
 unsigned int do_gaussian_blur(image_state& image, float sigma, blur_switches blur) noexcept {
     const owned_pixels temporary(allocate_pixels(pixel_count(image), pixel_bytes<Format>));
-    if (!temporary) return fail_allocation(image, image.names->pixel_array);
+    if (!temporary) {
+        // Real classes name one array for every blur.
+        return fail_allocation(image, is_real<Format> ? image.names->gaussian_scratch : image.names->pixel_array);
+    }
     operation_bands bands(image, L"gaussian", 0, image.height, one_band_unless_rows_abound(image, image.height));
     if (!bands) return 0;
     const gaussian_weights weights = make_gaussian_weights(sigma);
