@@ -10,17 +10,9 @@
 #include <zarn/nradar.h>
 #include <zarn/pixels.h>
 
+#include "tests/reference/reference_real.h"
+
 namespace zarn_test {
-
-// Halves as floats, in memory order: four a pixel, of a grey picture two.
-struct real_picture {
-    std::uint32_t width = 0;
-    std::uint32_t height = 0;
-    bool is_grey = false;
-    std::vector<float> samples;
-
-    unsigned stride() const { return is_grey ? 2 : 4; }
-};
 
 zarn_histogram_s reference_histogram(const real_picture& picture, std::uint32_t bins, std::uint32_t thread_limit);
 
