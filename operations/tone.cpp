@@ -11,11 +11,14 @@ namespace zarn {
 
 namespace {
 
+// False, with the message, when the records cannot be allocated.
 template <class Job>
-void adjust(image_state& image, const Job& job, void (*kernel)(const Job&, row_range)) noexcept {
-    if (!has_pixels(image)) return;
+bool adjust(image_state& image, const Job& job, void (*kernel)(const Job&, row_range)) noexcept {
+    if (!has_pixels(image)) return true;
     operation_bands bands(image, L"adjust", 0, image.height, at_most_one_band_per_row(image, image.height));
-    if (bands) bands.run(job, kernel);
+    if (!bands) return false;
+    bands.run(job, kernel);
+    return true;
 }
 
 } // namespace
@@ -82,8 +85,8 @@ void normalize(image_state& image, float low, float high) noexcept {
 }
 
 template <class Format>
-void raise_to_power(image_state& image, float exponent) noexcept {
-    adjust(image, power_job{image.pixels, image.width, exponent}, power_rows<Format>);
+bool raise_to_power(image_state& image, float exponent) noexcept {
+    return adjust(image, power_job{image.pixels, image.width, exponent}, power_rows<Format>);
 }
 
 template <class Format>
@@ -108,7 +111,7 @@ ZARN_FOR_EACH_REAL_FORMAT(ZARN_INSTANTIATE)
 #undef ZARN_INSTANTIATE
 
 #define ZARN_INSTANTIATE(format)                                                                                       \
-    template void raise_to_power<format>(image_state&, float) noexcept;                                                \
+    template bool raise_to_power<format>(image_state&, float) noexcept;                                                \
     template void clear_alpha<format>(image_state&, format::sample) noexcept;
 ZARN_FOR_EACH_REAL_FORMAT(ZARN_INSTANTIATE)
 

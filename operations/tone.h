@@ -25,9 +25,9 @@ void negative(image_state& image, bool invert_colour, bool invert_alpha) noexcep
 template <class Format>
 void normalize(image_state& image, float low = 0.0f, float high = 1.0f) noexcept;
 
-// Raises every sample, alpha too, to a power. Reals only.
+// Raises every sample, alpha too, to a power; false, with the message, when memory is short. Reals only.
 template <class Format>
-void raise_to_power(image_state& image, float exponent) noexcept;
+bool raise_to_power(image_state& image, float exponent) noexcept;
 
 // Reals only.
 template <class Format>

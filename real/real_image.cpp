@@ -247,16 +247,17 @@ unsigned int zarn_real_image<Sample>::save_file(const wchar_t* path, unsigned in
 template <class Sample>
 void zarn_real_image<Sample>::convert_to_linear_space() {
     if (!___is_sRGB) return;
-    ___is_sRGB = 0;
-    zarn::with_layout<Sample>(___is_grayscale, [&](auto f) { zarn::raise_to_power<decltype(f)>(___state, 2.2f); });
+    const bool raised = zarn::with_layout<Sample>(
+        ___is_grayscale, [&](auto f) { return zarn::raise_to_power<decltype(f)>(___state, 2.2f); });
+    if (raised) ___is_sRGB = 0;
 }
 
 template <class Sample>
 void zarn_real_image<Sample>::convert_to_sRGB_space() {
     if (___is_sRGB) return;
-    ___is_sRGB = 1;
-    zarn::with_layout<Sample>(___is_grayscale,
-                              [&](auto f) { zarn::raise_to_power<decltype(f)>(___state, 0.45454544f); });
+    const bool raised = zarn::with_layout<Sample>(
+        ___is_grayscale, [&](auto f) { return zarn::raise_to_power<decltype(f)>(___state, 0.45454544f); });
+    if (raised) ___is_sRGB = 1;
 }
 
 template <class Sample>

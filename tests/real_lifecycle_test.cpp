@@ -306,6 +306,7 @@ TYPED_TEST(real_life, allocations_that_fail) {
                 kept = live_allocations();
                 said = messages(*target);
                 kept = live_allocations() - kept;
+                EXPECT_TRUE(!happened || this->flags(*target) == (flag_values{0, 0, 0, 0}));
                 // Blurs in passes are not undone.
                 EXPECT_TRUE(!happened || (one.outcomes.size() > 4 && n > 1) || same_real(picture, *target));
             }

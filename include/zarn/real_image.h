@@ -121,7 +121,8 @@ public:
 
     // ---- Layout and colour space -----------------------------------------------------------------------------------
 
-    /// Raise every sample, alpha included, to 2.2 where is_sRGB(), to 1/2.2 where not, and change the flag.
+    /// Raise every sample, alpha included, to 2.2 where is_sRGB(), to 1/2.2 where not, and change the flag. Without
+    /// memory for their records they change neither.
     void convert_to_linear_space();
     void convert_to_sRGB_space();
 
@@ -150,6 +151,8 @@ public:
     unsigned int flip_horizontal();
     unsigned int flip_vertical();
     unsigned int rotate(double angle, unsigned int feather_edges);
+    /// Blurs say "zarn_image_real_32 temp pixel data." of what they fail to allocate, and box blurs the float class's
+    /// "Failed to zarn_image_real_32::___do_horizontal_blur()." and ..._vertical_blur(), in both classes.
     unsigned int box_blur(unsigned int radius, unsigned int blur_colour, unsigned int blur_alpha);
     unsigned int gaussian_blur(Sample sigma, unsigned int fast, unsigned int blur_colour, unsigned int blur_alpha);
     /// Clamped to 0..1; NaN becomes 0.
