@@ -8,7 +8,7 @@
 
 #include "kernels/bspline_taps.h"
 #include "kernels/pixel_format.h"
-#include "kernels/vector/pixel_word.h"
+#include "kernels/vector/pixel_words.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/bspline.cpp"
@@ -39,22 +39,21 @@ bool bspline(const geometry_job&, row_range) {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-template <class Format>
+template <class Sample>
 struct estimate;
 template <>
-struct estimate<rgba_8> {
+struct estimate<std::uint8_t> {
     using real = float;
     static constexpr double uncertainty = 0.00025;
     static constexpr std::uint32_t block = 1024;
 };
 template <>
-struct estimate<rgba_16> {
+struct estimate<std::uint16_t> {
     using real = double;
     static constexpr double uncertainty = 1.0e-8;
     static constexpr std::uint32_t block = 512;
 };
 
-constexpr std::uint32_t n = 4;
 constexpr std::uint32_t prefetch_distance = 512; // bytes
 
 template <class Format>
@@ -62,10 +61,12 @@ class kernel {
 public:
     explicit kernel(const geometry_job& what)
         : job(what) {
-        std::memset(&state.number_of, 0, sizeof(state.number_of));
-        for (unsigned rows = 0; rows < 1u << bspline_tap_count; ++rows) {
-            for (unsigned m = 0; m < bspline_tap_count; ++m) {
-                state.number_of[rows][n - 1] += static_cast<real>(rows >> m & 1);
+        if constexpr (Format::has_alpha) {
+            std::memset(&state.number_of, 0, sizeof(state.number_of));
+            for (unsigned rows = 0; rows < 1u << bspline_tap_count; ++rows) {
+                for (unsigned m = 0; m < bspline_tap_count; ++m) {
+                    state.number_of[rows][n - 1] += static_cast<real>(rows >> m & 1);
+                }
             }
         }
     }
@@ -93,14 +94,18 @@ public:
     }
 
 private:
-    using real = typename estimate<Format>::real;
     using sample = typename Format::sample;
+    using values = estimate<sample>;
+    using real = typename values::real;
     using word = pixel_word<Format>;
     using item = std::int32_t;          // a place in a row
     using lane = hwy::MakeSigned<real>; // of a permutation
 
-    static constexpr std::uint32_t block = estimate<Format>::block; // destination columns worked on at a time
-    static constexpr std::uint32_t largest_span = block * 5 / 4;    // source columns they may touch
+    static constexpr std::uint32_t n = channels<Format>;
+    static constexpr int n_bits = n / 2; // its binary logarithm
+    static_assert(n == 1u << n_bits);
+    static constexpr std::uint32_t block = values::block;        // destination columns worked on at a time
+    static constexpr std::uint32_t largest_span = block * 5 / 4; // source columns they may touch
 
     // As many whole pixels as fill a vector.
     using D = hn::CappedTag<real, 16>;
@@ -134,7 +139,8 @@ private:
         // The first column whose first tap is this source column or a later one.
         std::uint16_t start[largest_span + 1];
         HWY_ALIGN real weights[block / group_pixels + 1][bspline_tap_count][group_samples];
-        HWY_ALIGN lane order[block / group_pixels + 1][group_samples]; // the permutation
+        // The permutation; where they lie too far apart the places of the first taps.
+        HWY_ALIGN lane order[block / group_pixels + 1][group_samples];
         HWY_ALIGN double exact_weights[bspline_tap_count][block];
     };
 
@@ -172,22 +178,29 @@ private:
         const hn::Rebind<sample, D> ds;
         const hn::Repartition<word, decltype(ds)> dw;
         const hn::Rebind<std::uint8_t, decltype(dw)> db;
-        const auto whole = hn::BitCast(dw, hn::LoadU(ds, pixels));
-        const auto is_visible = hn::Ne(hn::And(whole, hn::Set(dw, alpha)), hn::Zero(dw));
-        hn::StoreU(hn::TruncateTo(db, hn::IfThenElseZero(is_visible, hn::Set(dw, 1))), db, visible);
-        const auto kept = hn::PromoteTo(DI(), hn::BitCast(ds, hn::IfThenElseZero(is_visible, whole)));
-        if constexpr (sizeof(real) == sizeof(float)) {
-            hn::Store(hn::ConvertTo(D(), kept), D(), samples);
+        const auto store = [samples](auto kept) HWY_ATTR {
+            if constexpr (sizeof(real) == sizeof(float)) {
+                hn::Store(hn::ConvertTo(D(), hn::PromoteTo(DI(), kept)), D(), samples);
+            } else {
+                hn::Store(hn::PromoteTo(D(), hn::PromoteTo(DI(), kept)), D(), samples);
+            }
+        };
+        if constexpr (!Format::has_alpha) {
+            store(hn::LoadU(ds, pixels));
+            return true;
         } else {
-            hn::Store(hn::PromoteTo(D(), kept), D(), samples);
+            const auto whole = hn::BitCast(dw, hn::LoadU(ds, pixels));
+            const auto is_visible = hn::Ne(hn::And(whole, hn::Set(dw, alpha)), hn::Zero(dw));
+            hn::StoreU(hn::TruncateTo(db, hn::IfThenElseZero(is_visible, hn::Set(dw, 1))), db, visible);
+            store(hn::BitCast(ds, hn::IfThenElseZero(is_visible, whole)));
+            return hn::AllTrue(dw, is_visible);
         }
-        return hn::AllTrue(dw, is_visible);
     }
 
     HWY_INLINE void convert_row(unsigned slot) {
         const sample* const line = static_cast<const sample*>(job.source) +
                                    static_cast<std::uint64_t>(source.row[slot]) * job.source_width * n;
-        const word alpha = alpha_bits<Format>();
+        const word alpha = make_word<Format>(Format::has_alpha ? 0 : Format::full, Format::full);
         real* const samples = source.samples[slot];
         std::uint8_t* const visible = source.visible[slot];
         bool all = true;
@@ -232,9 +245,9 @@ private:
         std::fill_n(doubtful + doubtful_count, lanes, item{0});
         for (std::uint32_t i = 0; i < doubtful_count; i += lanes) {
             const auto where = hn::LoadU(di, doubtful + i);
-            const auto x = hn::ShiftRight<2>(where);
+            const auto x = hn::ShiftRight<n_bits>(where);
             const auto place = hn::And(where, hn::Set(di, n - 1));
-            const auto at = hn::Add(hn::ShiftLeft<2>(hn::GatherIndex(di, columns.first, x)), place);
+            const auto at = hn::Add(hn::ShiftLeft<n_bits>(hn::GatherIndex(di, columns.first, x)), place);
             hn::Vec<decltype(dd)> weights[bspline_tap_count];
             for (unsigned k = 0; k < bspline_tap_count; ++k) {
                 weights[k] = hn::GatherIndex(dd, columns.exact_weights[k], hn::PromoteTo(dl, x));
@@ -285,7 +298,7 @@ private:
                     sums[i] = hn::Add(sums[i], hn::Mul(hn::Set(dd, weight), samples));
                 }
                 plain = hn::Add(plain, hn::Load(dr, pixel));
-                const std::uint8_t is_visible = source.visible[slots[m]][at];
+                const std::uint8_t is_visible = Format::has_alpha ? source.visible[slots[m]][at] : std::uint8_t{1};
                 visible += is_visible;
                 invisible_weight += weight * (1.0 - is_visible);
             }
@@ -326,6 +339,9 @@ private:
             const V near = hn::LoadU(D(), samples + (first[0] + k) * n);
             if constexpr (group_pixels == 1) return near;
             return hn::TableLookupLanes(near, hn::SetTableIndices(D(), columns.order[group / group_pixels]));
+        } else if constexpr (n < 4) {
+            const hn::RebindToSigned<D> d;
+            return hn::GatherIndex(D(), samples + k * n, hn::Load(d, columns.order[group / group_pixels]));
         } else {
             const hn::CappedTag<real, n> d4;
             const auto tap = [&](std::uint32_t pixel) { return hn::Load(d4, samples + (first[pixel] + k) * n); };
@@ -394,7 +410,7 @@ private:
         HWY_INLINE void write(V sum, std::uint32_t at, hn::Vec<DI> places, std::uint32_t count = group_samples) {
             const V moved = hn::Add(sum, hn::Set(D(), magic));
             const V from_whole = hn::Abs(hn::Sub(sum, hn::Sub(moved, hn::Set(D(), magic))));
-            auto is_doubtful = hn::Gt(from_whole, hn::Set(D(), static_cast<real>(0.5 - estimate<Format>::uncertainty)));
+            auto is_doubtful = hn::Gt(from_whole, hn::Set(D(), static_cast<real>(0.5 - values::uncertainty)));
             const hn::Rebind<sample, D> ds;
             const auto samples = hn::TruncateTo(ds, hn::BitCast(hn::RebindToUnsigned<D>(), moved));
             if (HWY_LIKELY(count >= group_samples)) {
@@ -515,7 +531,7 @@ private:
         std::uint32_t group = 0;
         bool has_invisible = false;
         for (const unsigned slot : slots) has_invisible |= source.has_invisible[slot];
-        if (has_invisible) {
+        if (Format::has_alpha && has_invisible) {
             const std::uint32_t end = find_mixed();
             weigh_invisible_rows();
             for (std::uint32_t i = 0; i < end;) {
@@ -593,12 +609,14 @@ private:
         }
         std::fill(columns.start + filled, std::end(columns.start), static_cast<std::uint16_t>(columns.count));
         columns.are_close = true;
+        const auto away_in_group = [this](std::uint32_t x) {
+            return columns.first[x] - columns.first[x / group_pixels * group_pixels];
+        };
+        for (std::uint32_t x = 0; x < end; ++x) columns.are_close &= away_in_group(x) < item{group_pixels};
         for (std::uint32_t x = 0; x < end; ++x) {
-            const item away = columns.first[x] - columns.first[x / group_pixels * group_pixels];
-            columns.are_close &= away < item{group_pixels};
+            const item place = (columns.are_close ? away_in_group(x) : columns.first[x]) * item{n};
             for (std::uint32_t c = 0; c < n; ++c) {
-                columns.order[x / group_pixels][x % group_pixels * n + c] =
-                    static_cast<lane>((away * n + c) % item{group_samples});
+                columns.order[x / group_pixels][x % group_pixels * n + c] = place + static_cast<lane>(c);
             }
         }
     }
@@ -607,7 +625,7 @@ private:
 template <class Format>
 bool bspline([[maybe_unused]] const geometry_job& job, [[maybe_unused]] row_range rows) {
     // A pixel must fit a vector.
-    if constexpr (HWY_LANES(typename estimate<Format>::real) < n) {
+    if constexpr (HWY_LANES(typename estimate<typename Format::sample>::real) < channels<Format>) {
         return false;
     } else {
         kernel<Format> all(job);
@@ -621,8 +639,10 @@ bool bspline([[maybe_unused]] const geometry_job& job, [[maybe_unused]] row_rang
 } // namespace
 
 // Dispatch takes functions, not templates.
-bool bspline_rgba_8(const geometry_job& job, row_range rows) { return bspline<rgba_8>(job, rows); }
-bool bspline_rgba_16(const geometry_job& job, row_range rows) { return bspline<rgba_16>(job, rows); }
+#define ZARN_DEFINE(format)                                                                                            \
+    bool bspline_##format(const geometry_job& job, row_range rows) { return bspline<format>(job, rows); }
+ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DEFINE)
+#undef ZARN_DEFINE
 
 } // namespace zarn::vector::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -630,18 +650,13 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zarn::vector {
 
-HWY_EXPORT(bspline_rgba_8);
-HWY_EXPORT(bspline_rgba_16);
-
-template <>
-bool bspline_rows<rgba_8>(const geometry_job& job, row_range rows) {
-    return HWY_DYNAMIC_DISPATCH(bspline_rgba_8)(job, rows);
-}
-
-template <>
-bool bspline_rows<rgba_16>(const geometry_job& job, row_range rows) {
-    return HWY_DYNAMIC_DISPATCH(bspline_rgba_16)(job, rows);
-}
+    #define ZARN_DISPATCH(format)                                                                                      \
+        HWY_EXPORT(bspline_##format);                                                                                  \
+        template <>                                                                                                    \
+        bool bspline_rows<format>(const geometry_job& job, row_range rows) {                                           \
+            return HWY_DYNAMIC_DISPATCH(bspline_##format)(job, rows);                                                  \
+        }
+ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DISPATCH)
 
 } // namespace zarn::vector
 #endif
