@@ -1,5 +1,6 @@
 #include "kernels/sample_depth.h"
 
+#include <cstring>
 #include <limits>
 #include <type_traits>
 
@@ -22,7 +23,12 @@ template <class To, class From>
 void convert_run(const const_sample_run& source, const sample_run& destination, std::uint64_t count) noexcept {
     const auto* from = static_cast<const From*>(source.samples);
     auto* to = static_cast<To*>(destination.samples);
-    for (std::uint64_t i = 0; i < count; ++i) to[i * destination.step] = convert<To>(from[i * source.step]);
+    const std::uint64_t step = source.step, out_step = destination.step; // bytes written might be theirs
+    if (std::is_same_v<To, From> && step == 1 && out_step == 1) {
+        std::memcpy(to, from, static_cast<std::size_t>(count) * sizeof(To));
+        return;
+    }
+    for (std::uint64_t i = 0; i < count; ++i) to[i * out_step] = convert<To>(from[i * step]);
 }
 
 template <class To>

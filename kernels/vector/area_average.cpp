@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "kernels/area_box.h"
-#include "kernels/vector/pixel_word.h"
+#include "kernels/vector/pixel_words.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/area_average.cpp"
@@ -17,6 +17,8 @@
 // boxes are small, the means of all boxes that a source column could start are made next, as if all their pixels were
 // visible or none, and each destination pixel takes one. Those whose box mixes visible and invisible pixels are made
 // one by one.
+//
+// Without alpha every pixel is visible.
 
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
@@ -34,16 +36,15 @@ bool area_average(const geometry_job&, row_range) {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-constexpr std::uint32_t n = 4;
 constexpr std::uint32_t block = 512;         // destination columns worked on at a time
 constexpr std::uint32_t largest_span = 1024; // source columns they may touch
 constexpr std::uint32_t most_columns = 8;    // of a small box
 
-template <class Format>
+template <class Sample>
 struct arithmetic;
 
 template <>
-struct arithmetic<rgba_8> {
+struct arithmetic<std::uint8_t> {
     using sum = std::uint16_t;
     static constexpr std::uint64_t most_rows = 257;   // their sums fit
     static constexpr std::uint64_t most_area = 32767; // of a box
@@ -69,6 +70,7 @@ struct arithmetic<rgba_8> {
 
     // The division in 32-bit floats gives the whole part of the quotient: a sum below 2^24 is exact, and the quotient
     // lies on a whole number or at least 1 / most_area below the next, more than its rounding.
+    template <std::uint32_t n>
     HWY_INLINE static void write_mean(const sum* samples, std::uint32_t columns, std::uint32_t visible,
                                       std::uint32_t area, std::uint8_t* out) {
         const hn::CappedTag<std::int32_t, n> d;
@@ -87,7 +89,7 @@ struct arithmetic<rgba_8> {
 };
 
 template <>
-struct arithmetic<rgba_16> {
+struct arithmetic<std::uint16_t> {
     using sum = std::uint32_t;
     static constexpr std::uint64_t most_rows = 65537;
     static constexpr std::uint64_t most_area = 1 << 24;
@@ -112,6 +114,7 @@ struct arithmetic<rgba_16> {
         }
     };
 
+    template <std::uint32_t n>
     HWY_INLINE static void write_mean(const sum* samples, std::uint32_t columns, std::uint32_t visible,
                                       std::uint32_t area, std::uint16_t* out) {
         std::uint64_t total[n] = {};
@@ -151,13 +154,14 @@ public:
     }
 
 private:
-    using values = arithmetic<Format>;
     using sample = typename Format::sample;
+    using values = arithmetic<sample>;
     using sum = typename values::sum;
     using word = pixel_word<Format>;
     using DS = hn::ScalableTag<sum>;
     using DP = hn::Rebind<sample, DS>;    // the samples themselves
     using DW = hn::Repartition<word, DP>; // the same as pixels
+    static constexpr std::uint32_t n = channels<Format>;
     static constexpr std::uint32_t group_pixels = HWY_LANES(sum) / n;
     static constexpr std::uint32_t most_groups = largest_span / group_pixels + 1;
 
@@ -178,8 +182,11 @@ private:
     std::uint16_t touching[most_groups + 1];      // the first box that reaches into a group, or a later one
     std::uint16_t clipped[block];                 // boxes of another width
     std::uint32_t clipped_count;
+    struct {
+        std::uint32_t start, end, step;
+    } even; // boxes that start so many source columns apart
     column_sums sums;
-    HWY_ALIGN sample means[(largest_span + group_pixels) * n];
+    HWY_ALIGN sample means[(largest_span + 2 * group_pixels) * n];
 
     void place_columns(const area_box_placement& columns, std::uint64_t start) {
         const auto wanted = static_cast<std::uint32_t>(std::min<std::uint64_t>(block, job.width - start));
@@ -208,13 +215,26 @@ private:
             }
         }
         std::fill(touching + group, touching + most_groups + 1, static_cast<std::uint16_t>(count));
+        find_even();
+    }
+
+    // The longest run of boxes that start two source columns apart, or else four.
+    void find_even() {
+        for (const std::uint32_t step : {2u, 4u}) {
+            even = {0, 0, step};
+            std::uint32_t start = 0;
+            for (std::uint32_t x = 1; x < count; ++x) {
+                if (start_of[x] != start_of[x - 1] + step) start = x;
+                if (x + 1 - start > even.end - even.start) even = {start, x + 1, step};
+            }
+            if (even.end - even.start >= group_pixels) return;
+        }
     }
 
     HWY_INLINE void sum_rows(area_box box) {
         const DS ds;
         const DP dp;
         const DW dw;
-        const auto alpha = hn::Set(dw, alpha_bits<Format>()), one = hn::Set(dw, 1);
         const std::int64_t line = job.lower_left ? -std::int64_t{job.source_width} : std::int64_t{job.source_width};
         const word* const top =
             static_cast<const word*>(job.source) +
@@ -222,31 +242,47 @@ private:
         for (std::uint32_t group = 0; group < span; group += group_pixels) {
             const std::uint32_t i = std::min(group, span - group_pixels);
             auto total = hn::Zero(ds);
-            auto visible = hn::Zero(dw);
             const word* at = top + i;
-            for (std::uint32_t row = box.start; row < box.end; ++row, at += line) {
-                const auto loaded = hn::LoadU(dw, at);
-                const auto seen = hn::Ne(hn::And(loaded, alpha), hn::Zero(dw));
-                total = hn::Add(total, hn::PromoteTo(ds, hn::BitCast(dp, hn::IfThenElseZero(seen, loaded))));
-                visible = hn::Add(visible, hn::IfThenElseZero(seen, one));
+            if constexpr (!Format::has_alpha) {
+                for (std::uint32_t row = box.start; row < box.end; ++row, at += line) {
+                    total = hn::Add(total, hn::PromoteTo(ds, hn::LoadU(dp, at)));
+                }
+                hn::StoreU(total, ds, sums.samples + i);
+                continue;
+            } else {
+                const auto alpha = hn::Set(dw, alpha_bits<Format>()), one = hn::Set(dw, 1);
+                auto visible = hn::Zero(dw);
+                for (std::uint32_t row = box.start; row < box.end; ++row, at += line) {
+                    const auto loaded = hn::LoadU(dw, at);
+                    const auto seen = hn::Ne(hn::And(loaded, alpha), hn::Zero(dw));
+                    total = hn::Add(total, hn::PromoteTo(ds, hn::BitCast(dp, hn::IfThenElseZero(seen, loaded))));
+                    visible = hn::Add(visible, hn::IfThenElseZero(seen, one));
+                }
+                hn::StoreU(total, ds, sums.samples + i * n);
+                hn::StoreU(visible, dw, sums.visible + i);
+                const auto all = hn::Eq(visible, hn::Set(dw, box.end - box.start));
+                const auto none = hn::Eq(visible, hn::Zero(dw));
+                sums.kind[group / group_pixels] = hn::AllTrue(dw, all)    ? has_visible
+                                                  : hn::AllTrue(dw, none) ? has_invisible
+                                                                          : is_mixed;
             }
-            hn::StoreU(total, ds, sums.samples + i * n);
-            hn::StoreU(visible, dw, sums.visible + i);
-            const auto all = hn::Eq(visible, hn::Set(dw, box.end - box.start));
-            const auto none = hn::Eq(visible, hn::Zero(dw));
-            sums.kind[group / group_pixels] = hn::AllTrue(dw, all)    ? has_visible
-                                              : hn::AllTrue(dw, none) ? has_invisible
-                                                                      : is_mixed;
         }
     }
 
     HWY_INLINE void write_mean(std::uint32_t x, std::uint32_t height) const {
-        word visible = 0;
-        for (std::uint32_t i = start_of[x]; i < end_of[x]; ++i) visible += sums.visible[i];
         const std::uint32_t columns = end_of[x] - start_of[x];
+        std::uint32_t visible = columns * height;
+        if constexpr (Format::has_alpha) {
+            visible = 0;
+            for (std::uint32_t i = start_of[x]; i < end_of[x]; ++i) visible += sums.visible[i];
+        }
         // Without visible pixels the sums of colour are 0 too, without any all sums.
-        values::write_mean(sums.samples + start_of[x] * n, columns, std::max(static_cast<std::uint32_t>(visible), 1u),
-                           std::max(columns * height, 1u), out + x * n);
+        values::template write_mean<n>(sums.samples + start_of[x] * n, columns, std::max(visible, 1u),
+                                       std::max(columns * height, 1u), out + x * n);
+    }
+
+    HWY_INLINE void write_of_start(std::uint32_t x) const {
+        std::memcpy(out + x * n, means + start_of[x] * n, sizeof(word));
     }
 
     HWY_INLINE void write_small(std::uint32_t height) {
@@ -258,8 +294,24 @@ private:
             for (std::uint32_t k = 1; k < width; ++k) total = hn::Add(total, hn::LoadU(ds, sums.samples + (i + k) * n));
             hn::StoreU(hn::TruncateTo(dp, divide(ds, total)), dp, means + i * n);
         }
-        for (std::uint32_t x = 0; x < count; ++x) std::memcpy(out + x * n, means + start_of[x] * n, sizeof(word));
+        std::uint32_t x = 0;
+        for (; x < even.start; ++x) write_of_start(x);
+        const DW dw;
+        const auto* const from = reinterpret_cast<const word*>(means);
+        const auto halved = [&](std::uint32_t i) HWY_ATTR {
+            return hn::ConcatEven(dw, hn::LoadU(dw, from + i + group_pixels), hn::LoadU(dw, from + i));
+        };
+        for (; even.end - x >= group_pixels; x += group_pixels) {
+            auto pixels = halved(start_of[x]);
+            if (even.step == 4) pixels = hn::ConcatEven(dw, halved(start_of[x] + 2 * group_pixels), pixels);
+            hn::StoreU(pixels, dw, reinterpret_cast<word*>(out) + x);
+        }
+        for (; x < count; ++x) write_of_start(x);
         for (std::uint32_t i = 0; i < clipped_count; ++i) write_mean(clipped[i], height);
+        if constexpr (Format::has_alpha) write_mixed(height);
+    }
+
+    HWY_INLINE void write_mixed(std::uint32_t height) {
         // A box reaches into the group that it starts in and into the next, or further where groups are narrow.
         const std::uint32_t groups = (span + group_pixels - 1) / group_pixels;
         std::uint32_t done = 0;
@@ -294,8 +346,10 @@ bool area_average(const geometry_job& job, row_range rows) {
 } // namespace
 
 // Dispatch takes functions, not templates.
-bool area_average_rgba_8(const geometry_job& job, row_range rows) { return area_average<rgba_8>(job, rows); }
-bool area_average_rgba_16(const geometry_job& job, row_range rows) { return area_average<rgba_16>(job, rows); }
+#define ZARN_DEFINE(format)                                                                                            \
+    bool area_average_##format(const geometry_job& job, row_range rows) { return area_average<format>(job, rows); }
+ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DEFINE)
+#undef ZARN_DEFINE
 
 } // namespace zarn::vector::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -303,18 +357,13 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zarn::vector {
 
-HWY_EXPORT(area_average_rgba_8);
-HWY_EXPORT(area_average_rgba_16);
-
-template <>
-bool area_average_rows<rgba_8>(const geometry_job& job, row_range rows) {
-    return HWY_DYNAMIC_DISPATCH(area_average_rgba_8)(job, rows);
-}
-
-template <>
-bool area_average_rows<rgba_16>(const geometry_job& job, row_range rows) {
-    return HWY_DYNAMIC_DISPATCH(area_average_rgba_16)(job, rows);
-}
+    #define ZARN_DISPATCH(format)                                                                                      \
+        HWY_EXPORT(area_average_##format);                                                                             \
+        template <>                                                                                                    \
+        bool area_average_rows<format>(const geometry_job& job, row_range rows) {                                      \
+            return HWY_DYNAMIC_DISPATCH(area_average_##format)(job, rows);                                             \
+        }
+ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DISPATCH)
 
 } // namespace zarn::vector
 #endif

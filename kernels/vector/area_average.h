@@ -13,9 +13,11 @@ template <class Format>
 bool area_average_rows(const geometry_job&, row_range) {
     return false;
 }
-template <>
-bool area_average_rows<rgba_8>(const geometry_job& job, row_range rows);
-template <>
-bool area_average_rows<rgba_16>(const geometry_job& job, row_range rows);
+
+#define ZARN_DECLARE(format)                                                                                           \
+    template <>                                                                                                        \
+    bool area_average_rows<format>(const geometry_job& job, row_range rows);
+ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DECLARE)
+#undef ZARN_DECLARE
 
 } // namespace zarn::vector
