@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "kernels/vector/pixel_word.h"
+#include "kernels/store.h"
+#include "kernels/vector/pixel_words.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/rotate.cpp"
@@ -235,23 +236,86 @@ struct mixer<rgba_8> {
     }
 };
 
-template <class Format>
-class kernel {
+// Where the columns of a destination row lie in the source.
+class row_positions {
 public:
-    explicit kernel(const rotate_job& what)
-        : job(what)
-        , source(static_cast<const word*>(what.source)) {}
+    explicit row_positions(const rotate_job& what)
+        : job(what) {}
 
-    void run_row(std::uint32_t row) {
+protected:
+    struct span {
+        std::uint32_t start, end;
+    };
+    // Columns with a position inside of the source, and those of them whose four pixels all are.
+    struct row_spans {
+        span inside, core;
+    };
+
+    const rotate_job& job;
+    double y_sine, y_cosine;
+
+    row_spans place_row(std::uint32_t row) {
         const double y = row + job.y_offset;
         y_sine = y * job.sine;
         y_cosine = y * job.cosine;
-        out = static_cast<word*>(job.destination) + std::uint64_t{row} * job.width;
         const double width = job.source_width, height = job.source_height;
         constexpr double above_minus_one = -1.0 + 0x1p-53; // the double above -1
         const span inside = within({0, job.width}, above_minus_one, width, height);
-        span core = within(inside, 0.0, width - 1.0, height - 1.0);
-        if (core.start == core.end) core = {inside.end, inside.end};
+        const span core = within(inside, 0.0, width - 1.0, height - 1.0);
+        return {inside, core.start == core.end ? span{inside.end, inside.end} : core};
+    }
+
+    double x_at(std::uint32_t column) const { return (column + job.x_offset) * job.cosine + y_sine; }
+    double y_at(std::uint32_t column) const { return y_cosine - (column + job.x_offset) * job.sine; }
+
+private:
+    // The columns of a span for which a condition holds that changes once at most. Every operation of a position rounds
+    // monotonically, so that all conditions on positions are such.
+    // `guess` is about where.
+    template <class Condition>
+    HWY_INLINE static void narrow(span& columns, double guess, Condition holds) {
+        if (columns.start == columns.end) return;
+        const bool at_start = holds(columns.start), at_end = holds(columns.end - 1);
+        if (at_start && at_end) return;
+        if (!at_start && !at_end) {
+            columns.end = columns.start;
+            return;
+        }
+        std::uint32_t low = columns.start, high = columns.end - 1; // the change lies between
+        if (guess > low + 2.0 && guess < high - 2.0) {
+            const auto near = static_cast<std::uint32_t>(guess);
+            (holds(near - 1) == at_start ? low : high) = near - 1;
+            (holds(near + 2) == at_start ? low : high) = near + 2;
+        }
+        while (high - low > 1) {
+            const std::uint32_t middle = low + (high - low) / 2;
+            (holds(middle) == at_start ? low : high) = middle;
+        }
+        (at_start ? columns.end : columns.start) = high;
+    }
+
+    // The columns whose positions lie in [lowest, width) x [lowest, height).
+    HWY_INLINE span within(span columns, double lowest, double width, double height) const {
+        const auto where_x = [this](double x) { return (x - y_sine) / job.cosine - job.x_offset; };
+        const auto where_y = [this](double y) { return (y_cosine - y) / job.sine - job.x_offset; };
+        narrow(columns, where_x(lowest), [&](std::uint32_t column) { return x_at(column) >= lowest; });
+        narrow(columns, where_y(lowest), [&](std::uint32_t column) { return y_at(column) >= lowest; });
+        narrow(columns, where_x(width), [&](std::uint32_t column) { return x_at(column) < width; });
+        narrow(columns, where_y(height), [&](std::uint32_t column) { return y_at(column) < height; });
+        return columns;
+    }
+};
+
+template <class Format>
+class kernel : row_positions {
+public:
+    explicit kernel(const rotate_job& what)
+        : row_positions(what)
+        , source(static_cast<const word*>(what.source)) {}
+
+    void run_row(std::uint32_t row) {
+        const auto [inside, core] = place_row(row);
+        out = static_cast<word*>(job.destination) + std::uint64_t{row} * job.width;
         std::fill(out, out + inside.start, word{0});
         mix_span<false>({inside.start, core.start});
         mix_span<true>(core);
@@ -264,10 +328,6 @@ private:
     using mixing = mixer<Format>;
     static constexpr std::uint32_t chunk = 128; // destination columns that go through each step together
 
-    struct span {
-        std::uint32_t start, end;
-    };
-
     // Where a chunk's columns lie, and the pixels under them two by two.
     struct chunk_data {
         fraction at[chunk / lanes];
@@ -275,41 +335,8 @@ private:
         HWY_ALIGN word lower[2 * chunk];
     };
 
-    const rotate_job& job;
     const word* source;
-    double y_sine, y_cosine;
     word* out;
-
-    double x_at(std::uint32_t column) const { return (column + job.x_offset) * job.cosine + y_sine; }
-    double y_at(std::uint32_t column) const { return y_cosine - (column + job.x_offset) * job.sine; }
-
-    // The columns of a span for which a condition holds that changes once at most. Every operation of a position rounds
-    // monotonically, so that all conditions on positions are such.
-    template <class Condition>
-    HWY_INLINE static void narrow(span& columns, Condition holds) {
-        if (columns.start == columns.end) return;
-        const bool at_start = holds(columns.start), at_end = holds(columns.end - 1);
-        if (at_start && at_end) return;
-        if (!at_start && !at_end) {
-            columns.end = columns.start;
-            return;
-        }
-        std::uint32_t low = columns.start, high = columns.end - 1; // the change lies between
-        while (high - low > 1) {
-            const std::uint32_t middle = low + (high - low) / 2;
-            (holds(middle) == at_start ? low : high) = middle;
-        }
-        (at_start ? columns.end : columns.start) = high;
-    }
-
-    // The columns whose positions lie in [lowest, width) x [lowest, height).
-    HWY_INLINE span within(span columns, double lowest, double width, double height) const {
-        narrow(columns, [&](std::uint32_t column) { return x_at(column) >= lowest; });
-        narrow(columns, [&](std::uint32_t column) { return y_at(column) >= lowest; });
-        narrow(columns, [&](std::uint32_t column) { return x_at(column) < width; });
-        narrow(columns, [&](std::uint32_t column) { return y_at(column) < height; });
-        return columns;
-    }
 
     // Plain loads and stores of pixels: the instructions that gather take longer.
     template <bool AreWithin>
@@ -382,11 +409,178 @@ private:
     }
 };
 
+// Pixels of one sample or two, of at most 4 bytes: all is made as it is defined.
+template <class Format>
+class narrow_kernel : row_positions {
+public:
+    explicit narrow_kernel(const rotate_job& what)
+        : row_positions(what)
+        , source(static_cast<const std::uint8_t*>(what.source)) {}
+
+    void run_row(std::uint32_t row) {
+        const auto [inside, core] = place_row(row);
+        out = static_cast<word*>(job.destination) + std::uint64_t{row} * job.width;
+        std::fill(out, out + inside.start, word{0});
+        for (std::uint32_t column = inside.start; column < core.start; ++column) mix_one(column);
+        mix_core(core);
+        for (std::uint32_t column = core.end; column < inside.end; ++column) mix_one(column);
+        std::fill(out + inside.end, out + job.width, word{0});
+    }
+
+private:
+    using sample = typename Format::sample;
+    using word = pixel_word<Format>;
+    using DW = hn::RebindToUnsigned<DI>;
+    using VW = hn::Vec<DW>;
+    using pair_word = typename word_of_bytes<2 * sizeof(word)>::type;
+    static constexpr int word_bits = 8 * sizeof(word);
+    static constexpr std::uint32_t chunk = 128; // destination columns that go through each step together
+
+    // Where a chunk's columns lie, and the pixels under them two by two.
+    struct chunk_data {
+        fraction at[chunk / lanes];
+        HWY_ALIGN pair_word upper[chunk];
+        HWY_ALIGN pair_word lower[chunk];
+    };
+
+    const std::uint8_t* source;
+    word* out;
+
+    // One pixel, wherever it lies.
+    void mix_one(std::uint32_t column) const {
+        const double x = x_at(column), y = y_at(column);
+        const auto x0 = static_cast<std::uint32_t>(x > 0.0 ? x : 0.0),
+                   y0 = static_cast<std::uint32_t>(y > 0.0 ? y : 0.0);
+        const std::uint64_t right = x0 + 1 < job.source_width ? 1 : 0;
+        const std::uint64_t below = y0 + 1 < job.source_height ? job.source_width : 0;
+        const std::uint64_t place = std::uint64_t{y0} * job.source_width + x0;
+        sample p00[channels<Format>], p10[channels<Format>], p01[channels<Format>], p11[channels<Format>];
+        const auto load = [this](std::uint64_t at, sample* pixel) {
+            std::memcpy(pixel, source + at * sizeof(word), sizeof(word));
+        };
+        load(place, p00);
+        load(place + right, p10);
+        load(place + below, p01);
+        load(place + below + right, p11);
+        if (!is_visible<Format>(p00)) {
+            std::memcpy(out + column, p00, sizeof(word));
+            return;
+        }
+        const double fx = x - x0, fy = y - y0;
+        const double w00 = (1.0 - fx) * (1.0 - fy), w10 = fx * (1.0 - fy), w01 = (1.0 - fx) * fy, w11 = fx * fy;
+        const auto mix = [=](sample a, sample b, sample c, sample d) {
+            return stored<Format>(w00 * a + w10 * b + w01 * c + w11 * d);
+        };
+        sample mixed[channels<Format>];
+        mixed[0] = mix(p00[0], is_visible<Format>(p10) ? p10[0] : p00[0], is_visible<Format>(p01) ? p01[0] : p00[0],
+                       is_visible<Format>(p11) ? p11[0] : p00[0]);
+        if constexpr (Format::has_alpha) mixed[1] = mix(p00[1], p10[1], p01[1], p11[1]);
+        std::memcpy(out + column, mixed, sizeof(word));
+    }
+
+    template <int Channel>
+    HWY_INLINE static V sample_of(VW pixel) {
+        const auto lowered = Channel == 0 ? pixel : hn::ShiftRight<Channel * 8 * sizeof(sample)>(pixel);
+        if constexpr (channels<Format> == 1) return hn::PromoteTo(D(), hn::BitCast(DI(), pixel));
+        return hn::PromoteTo(D(), hn::BitCast(DI(), hn::And(lowered, hn::Set(DW(), Format::full))));
+    }
+
+    HWY_INLINE static VW truncated(V mix) { return hn::BitCast(DW(), hn::DemoteTo(DI(), mix)); }
+
+    // Two neighbours of each lane.
+    struct neighbours {
+        VW left, right;
+
+        HWY_INLINE explicit neighbours(const pair_word* pairs) {
+            const DW d;
+            const hn::Rebind<pair_word, D> d_pair;
+            const auto both = hn::Load(d_pair, pairs);
+            if constexpr (sizeof(pair_word) == 8) {
+                left = hn::TruncateTo(d, both);
+                right = hn::TruncateTo(d, hn::ShiftRight<32>(both));
+            } else {
+                const VW wide = [&] {
+                    if constexpr (sizeof(pair_word) == 4)
+                        return both;
+                    else
+                        return hn::PromoteTo(d, both);
+                }();
+                left = hn::And(wide, hn::Set(d, (1u << word_bits % 32) - 1));
+                right = hn::ShiftRight<word_bits % 32>(wide);
+            }
+        }
+    };
+
+    HWY_INLINE static VW mix(fraction f, neighbours upper, neighbours lower) {
+        const corner_weights w(f);
+        const VW p00 = upper.left, p10 = upper.right, p01 = lower.left, p11 = lower.right;
+        if constexpr (!Format::has_alpha) {
+            return truncated(w(sample_of<0>(p00), sample_of<0>(p10), sample_of<0>(p01), sample_of<0>(p11)));
+        } else {
+            constexpr int alpha_shift = 8 * sizeof(sample);
+            const auto is_seen = [](VW p) HWY_ATTR { return hn::Ne(hn::ShiftRight<alpha_shift>(p), hn::Zero(DW())); };
+            // Invisible neighbours lend the first pixel's colour.
+            const auto colour = [&](VW p) HWY_ATTR { return sample_of<0>(hn::IfThenElse(is_seen(p), p, p00)); };
+            const VW value = truncated(w(sample_of<0>(p00), colour(p10), colour(p01), colour(p11)));
+            const VW alpha = truncated(w(sample_of<1>(p00), sample_of<1>(p10), sample_of<1>(p01), sample_of<1>(p11)));
+            return hn::IfThenElse(is_seen(p00), hn::Or(value, hn::ShiftLeft<alpha_shift>(alpha)), p00);
+        }
+    }
+
+    // Finds the pixels under columns all of whose four pixels are inside.
+    HWY_INLINE void fetch(span columns, chunk_data& data) const {
+        const D d;
+        const std::uint8_t* const below = source + job.source_width * sizeof(word);
+        const V last = hn::Set(d, columns.end - 1.0), line = hn::Set(d, static_cast<double>(job.source_width));
+        for (std::uint32_t i = 0; i < columns.end - columns.start; i += lanes) {
+            // Columns are whole numbers, so that the sum with the offset rounds once, as for a single pixel.
+            const V column = hn::Min(hn::Add(hn::Iota(d, 0), hn::Set(d, columns.start + i)), last);
+            const V x = hn::Add(column, hn::Set(d, job.x_offset));
+            const V source_x = hn::Add(hn::Mul(x, hn::Set(d, job.cosine)), hn::Set(d, y_sine));
+            const V source_y = hn::Sub(hn::Set(d, y_cosine), hn::Mul(x, hn::Set(d, job.sine)));
+            const V x0 = hn::Trunc(source_x), y0 = hn::Trunc(source_y);
+            data.at[i / lanes] = {hn::Sub(source_x, x0), hn::Sub(source_y, y0)};
+            HWY_ALIGN std::int32_t place[lanes];
+            hn::Store(hn::DemoteTo(DI(), hn::MulAdd(y0, line, x0)), DI(), place); // whole numbers
+            for (std::uint32_t lane = 0; lane < lanes; ++lane) {
+                const std::uint64_t at = static_cast<std::uint32_t>(place[lane]) * std::uint64_t{sizeof(word)};
+                std::memcpy(data.upper + i + lane, source + at, sizeof(pair_word));
+                std::memcpy(data.lower + i + lane, below + at, sizeof(pair_word));
+            }
+        }
+    }
+
+    HWY_INLINE void mix_core(span columns) const {
+        const hn::Rebind<word, D> d_out;
+        chunk_data data;
+        for (std::uint32_t start = columns.start; start < columns.end; start += chunk) {
+            const std::uint32_t count = std::min(chunk, columns.end - start);
+            fetch({start, start + count}, data);
+            for (std::uint32_t i = 0; i < count; i += lanes) {
+                const VW wide = mix(data.at[i / lanes], neighbours(data.upper + i), neighbours(data.lower + i));
+                const auto mixed = [&] {
+                    if constexpr (sizeof(word) == 4)
+                        return wide;
+                    else
+                        return hn::TruncateTo(d_out, wide);
+                }();
+                if (HWY_LIKELY(count - i >= lanes)) {
+                    hn::StoreU(mixed, d_out, out + start + i);
+                } else {
+                    HWY_ALIGN word last[lanes];
+                    hn::Store(mixed, d_out, last);
+                    std::copy_n(last, count - i, out + start + i);
+                }
+            }
+        }
+    }
+};
+
 template <class Format>
 bool rotate(const rotate_job& job, row_range rows) {
-    // Indices are signed 32-bit numbers.
+    // Places of pixels are signed 32-bit numbers.
     if (std::uint64_t{job.source_width} * job.source_height > INT32_MAX) return false;
-    kernel<Format> all(job);
+    std::conditional_t<Format::colours == 1, narrow_kernel<Format>, kernel<Format>> all(job);
     for (std::uint32_t row = rows.start; row < rows.end; ++row) all.run_row(row);
     return true;
 }
@@ -396,8 +590,10 @@ bool rotate(const rotate_job& job, row_range rows) {
 } // namespace
 
 // Dispatch takes functions, not templates.
-bool rotate_rgba_8(const rotate_job& job, row_range rows) { return rotate<rgba_8>(job, rows); }
-bool rotate_rgba_16(const rotate_job& job, row_range rows) { return rotate<rgba_16>(job, rows); }
+#define ZARN_DEFINE(format)                                                                                            \
+    bool rotate_##format(const rotate_job& job, row_range rows) { return rotate<format>(job, rows); }
+ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DEFINE)
+#undef ZARN_DEFINE
 
 } // namespace zarn::vector::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -405,18 +601,13 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zarn::vector {
 
-HWY_EXPORT(rotate_rgba_8);
-HWY_EXPORT(rotate_rgba_16);
-
-template <>
-bool rotate_rows<rgba_8>(const rotate_job& job, row_range rows) {
-    return HWY_DYNAMIC_DISPATCH(rotate_rgba_8)(job, rows);
-}
-
-template <>
-bool rotate_rows<rgba_16>(const rotate_job& job, row_range rows) {
-    return HWY_DYNAMIC_DISPATCH(rotate_rgba_16)(job, rows);
-}
+    #define ZARN_DISPATCH(format)                                                                                      \
+        HWY_EXPORT(rotate_##format);                                                                                   \
+        template <>                                                                                                    \
+        bool rotate_rows<format>(const rotate_job& job, row_range rows) {                                              \
+            return HWY_DYNAMIC_DISPATCH(rotate_##format)(job, rows);                                                   \
+        }
+ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DISPATCH)
 
 } // namespace zarn::vector
 #endif

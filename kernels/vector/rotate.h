@@ -13,9 +13,11 @@ template <class Format>
 bool rotate_rows(const rotate_job&, row_range) {
     return false;
 }
-template <>
-bool rotate_rows<rgba_8>(const rotate_job& job, row_range rows);
-template <>
-bool rotate_rows<rgba_16>(const rotate_job& job, row_range rows);
+
+#define ZARN_DECLARE(format)                                                                                           \
+    template <>                                                                                                        \
+    bool rotate_rows<format>(const rotate_job& job, row_range rows);
+ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DECLARE)
+#undef ZARN_DECLARE
 
 } // namespace zarn::vector
