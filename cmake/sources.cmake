@@ -81,6 +81,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/area_average.cpp
     kernels/vector/blit.cpp
     kernels/vector/box_blur.cpp
+    kernels/vector/box_values.cpp
     kernels/vector/bspline.cpp
     kernels/vector/byte_table.cpp
     kernels/vector/dead_reckoning.cpp

@@ -26,15 +26,20 @@ template <class Image>
 std::vector<named_operation<Image>> vector_operations() {
     std::vector<named_operation<Image>> operations = {
         {"area average", [](Image& i) { i.resample(i.get_width() / 3 + 1, i.get_height() / 2 + 1, 0); }},
+        {"area average, half", [](Image& i) { i.resample((i.get_width() + 1) / 2, (i.get_height() + 1) / 2, 0); }},
+        {"area average, large boxes", [](Image& i) { i.resample(i.get_width() / 20 + 1, 2, 0); }},
         {"B-spline", [](Image& i) { i.resample(i.get_width() * 2 + 1, i.get_height() + 3, 2); }},
         {"B-spline, smaller", [](Image& i) { i.resample(i.get_width() / 5 + 1, i.get_height(), 2); }},
         {"rotate", [](Image& i) { i.rotate(0.7, 0); }},
+        {"rotate far", [](Image& i) { i.rotate(-2.1, 0); }},
         {"Gaussian 1.3", [](Image& i) { i.gaussian_blur(1.3f, 0, 1, 1); }},
         {"Gaussian 9, colour", [](Image& i) { i.gaussian_blur(9.0f, 0, 1, 0); }},
         {"Gaussian 3, alpha", [](Image& i) { i.gaussian_blur(3.0f, 0, 0, 1); }},
+        {"fast Gaussian", [](Image& i) { i.gaussian_blur(4.7f, 1, 1, 1); }},
         {"box 2", [](Image& i) { i.box_blur(2, 1, 1); }},
         {"box 7, colour", [](Image& i) { i.box_blur(7, 1, 0); }},
         {"box 1, alpha", [](Image& i) { i.box_blur(1, 0, 1); }},
+        {"box 70", [](Image& i) { i.box_blur(70, 1, 1); }},
         {"sharpen", [](Image& i) { i.sharpen(0.7f); }},
         {"flip", [](Image& i) { i.flip_horizontal(); }},
         {"nearest", [](Image& i) { i.resample(i.get_width() * 3 / 2 + 1, i.get_height() + 1, 1); }},
@@ -80,10 +85,11 @@ TYPED_TEST_SUITE(vector_targets, image_types, image_type_names);
 TYPED_TEST(vector_targets, agree) {
     const std::int64_t targets = hwy::SupportedTargets();
     ASSERT_NE(targets & (targets - 1), 0) << "only one instruction set to compare";
-    for (const std::uint32_t width : {1u, 3u, 4u, 15u, 16u, 17u, 33u, 63u, 70u, 131u, 300u}) {
+    for (const std::uint32_t width : {1u, 3u, 4u, 15u, 16u, 17u, 33u, 63u, 70u, 131u, 300u, 1100u}) {
         for (const alpha_kind kind : alpha_kinds) {
+            const std::uint32_t height = width == 300 ? 150 : 5 + width % 37; // once taller than long spans
             const reference_image picture =
-                random_picture<TypeParam>(width, 5 + width % 37, width % 2 ? lower_left : upper_left, kind, width);
+                random_picture<TypeParam>(width, height, width % 2 ? lower_left : upper_left, kind, width);
             for (const named_operation<TypeParam>& operation : vector_operations<TypeParam>()) {
                 const auto result_on = [&](std::int64_t target) {
                     use_target(target);

@@ -57,7 +57,6 @@ struct pixels_of {
     static HWY_INLINE V32 widen(V pixels) { return hn::PromoteTo(d32, hn::BitCast(DS(), pixels)); }
     static HWY_INLINE V narrow(V32 samples) { return hn::BitCast(D(), hn::DemoteTo(DS(), samples)); }
     static HWY_INLINE hn::Mask<D> visible(V pixels) {
-        if constexpr (!Format::has_alpha) return hn::Eq(pixels, pixels);
         return hn::Ne(hn::And(pixels, all_of(make_word<Format>(0, Format::full))), hn::Zero(D()));
     }
 };
@@ -114,21 +113,16 @@ struct running {
 
     // One pixel of each line for another; whether counts changed.
     HWY_INLINE bool exchange(V leaving, V entering) {
-        if constexpr (!Format::has_alpha) {
-            sums = hn::Add(sums, hn::Sub(pixels::widen(entering), pixels::widen(leaving)));
-            return false;
-        } else {
-            const auto left_seen = pixels::visible(leaving), entered_seen = pixels::visible(entering);
-            if (HWY_UNLIKELY(!hn::AllFalse(typename pixels::D(), hn::Xor(left_seen, entered_seen)))) {
-                change<false>(leaving);
-                change<true>(entering);
-                invert_counts();
-                return true;
-            }
-            sums = hn::Add(sums, hn::Sub(pixels::widen(hn::IfThenElseZero(left_seen, entering)),
-                                         pixels::widen(hn::IfThenElseZero(left_seen, leaving))));
-            return false;
+        const auto left_seen = pixels::visible(leaving), entered_seen = pixels::visible(entering);
+        if (HWY_UNLIKELY(!hn::AllFalse(typename pixels::D(), hn::Xor(left_seen, entered_seen)))) {
+            change<false>(leaving);
+            change<true>(entering);
+            invert_counts();
+            return true;
         }
+        sums = hn::Add(sums, hn::Sub(pixels::widen(hn::IfThenElseZero(left_seen, entering)),
+                                     pixels::widen(hn::IfThenElseZero(left_seen, leaving))));
+        return false;
     }
 
     // The blurred pixels; `kept` are samples that stay as they are in the source. Where nothing is visible colour is 0,
@@ -143,10 +137,7 @@ struct running {
     }
 };
 
-template <class Format>
-bool keeps_some(const box_pass_job& job) {
-    return !job.blur_colour || (Format::has_alpha && !job.blur_alpha);
-}
+bool keeps_some(const box_pass_job& job) { return !job.blur_colour || !job.blur_alpha; }
 
 template <class Format>
 HWY_INLINE typename pixels_of<Format>::V kept_samples(const box_pass_job& job) {
@@ -164,7 +155,7 @@ bool run_rows(const box_pass_job& job, row_range rows) {
     const box_line line = box_line::of_rows(job);
     if (line.span_length() > longest_span || rows.end - rows.start < count) return false;
     const auto kept = kept_samples<Format>(job);
-    const bool keeps = keeps_some<Format>(job);
+    const bool keeps = keeps_some(job);
     HWY_ALIGN word entering[stretch * count], leaving[stretch * count], here[stretch * count];
     for (std::uint64_t start = rows.start; start < rows.end; start += count) {
         // The last rows overlap those before: all is read from the other array, so twice gives the same.
@@ -241,7 +232,7 @@ bool run_columns(const box_pass_job& job) {
     const std::uint64_t width = job.destination.width;
     if (line.span_length() > longest_span || width < count) return false;
     const auto kept = kept_samples<Format>(job);
-    const bool keeps = keeps_some<Format>(job);
+    const bool keeps = keeps_some(job);
     const auto* source = static_cast<const word*>(job.source.pixels) + (job.destination.left - job.source.left);
     span spans[block];
     for (std::uint64_t left = 0; left < width; left += block * count) {

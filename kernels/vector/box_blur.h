@@ -18,9 +18,8 @@ bool box_pass_vertical(const box_pass_job&) {
     return false;
 }
 
-// Integers of up to 16 bits a sample.
-#define ZARN_FOR_EACH_VECTOR_BOX_FORMAT(apply)                                                                         \
-    apply(rgba_8) apply(rgba_16) apply(value_8) apply(value_16) apply(grey_8) apply(grey_16)
+// Integers of up to 16 bits a sample, with alpha; those without have kernels of their own.
+#define ZARN_FOR_EACH_VECTOR_BOX_FORMAT(apply) apply(rgba_8) apply(rgba_16) apply(grey_8) apply(grey_16)
 
 #define ZARN_DECLARE(format)                                                                                           \
     template <>                                                                                                        \
@@ -28,6 +27,8 @@ bool box_pass_vertical(const box_pass_job&) {
     template <>                                                                                                        \
     bool box_pass_vertical<format>(const box_pass_job& job);
 ZARN_FOR_EACH_VECTOR_BOX_FORMAT(ZARN_DECLARE)
+ZARN_DECLARE(value_8)
+ZARN_DECLARE(value_16)
 #undef ZARN_DECLARE
 
 } // namespace zarn::vector
