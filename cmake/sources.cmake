@@ -94,6 +94,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/normalize.cpp
     kernels/vector/rotate.cpp
     kernels/vector/sharpen.cpp
+    kernels/vector/sharpen_values.cpp
     kernels/vector/tone.cpp
 )
 

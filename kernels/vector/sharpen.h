@@ -17,4 +17,13 @@ bool sharpen_rows<rgba_8>(const sharpen_job& job, row_range rows);
 template <>
 bool sharpen_rows<rgba_16>(const sharpen_job& job, row_range rows);
 
+// Pixels of one value of up to 16 bits.
+#define ZARN_FOR_EACH_NARROW_FORMAT(apply) apply(value_8) apply(value_16) apply(grey_8) apply(grey_16)
+
+#define ZARN_DECLARE(format)                                                                                           \
+    template <>                                                                                                        \
+    bool sharpen_rows<format>(const sharpen_job& job, row_range rows);
+ZARN_FOR_EACH_NARROW_FORMAT(ZARN_DECLARE)
+#undef ZARN_DECLARE
+
 } // namespace zarn::vector
