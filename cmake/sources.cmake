@@ -92,6 +92,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/move_pixels.cpp
     kernels/vector/nearest_transform.cpp
     kernels/vector/normalize.cpp
+    kernels/vector/normals.cpp
     kernels/vector/rotate.cpp
     kernels/vector/sharpen.cpp
     kernels/vector/sharpen_values.cpp

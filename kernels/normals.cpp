@@ -1,9 +1,11 @@
 #include "kernels/normals.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "kernels/low_bits.h"
 #include "kernels/pixel_format.h"
+#include "kernels/vector/normals.h"
 
 namespace zarn {
 
@@ -11,7 +13,6 @@ namespace {
 
 constexpr std::uint64_t height_samples = channels<grey_16>;
 constexpr std::uint64_t normal_samples = channels<rgba_16>;
-constexpr std::uint16_t level = 32767; // the middle of the range, truncated
 
 // The position before or behind one, around the edge or held at it.
 std::uint32_t before(std::uint32_t at, std::uint32_t length, bool wrap) { return at ? at - 1 : wrap ? length - 1 : at; }
@@ -36,18 +37,19 @@ void normals_rows(const normals_job& job, row_range rows) {
         const std::uint16_t* const above = height_row(before(y, job.height, job.wrap));
         const std::uint16_t* const here = height_row(y);
         const std::uint16_t* const below = height_row(behind(y, job.height, job.wrap));
-        std::uint16_t* out = job.normals + (std::uint64_t{y} * job.width + job.left) * normal_samples;
-        for (std::uint32_t x = job.left; x < job.right; ++x, out += normal_samples) {
+        const vector::normals_row row{above, here, below, job.normals + std::uint64_t{y} * job.width * normal_samples};
+        const auto write_column = [&](std::uint32_t x) {
+            std::uint16_t* const out = row.out + x * normal_samples;
             const std::uint16_t* const centre = here + x * height_samples;
             out[3] = centre[1];
             if (!is_visible<grey_16>(centre)) {
-                out[0] = out[1] = level;
+                out[0] = out[1] = normal_level;
                 out[2] = job.flags & normal_white_holes ? rgba_16::full : 0;
-                continue;
+                return;
             }
             // Invisible neighbours stand at the centre's height.
-            const auto height = [centre](const std::uint16_t* row, std::uint32_t column) {
-                const std::uint16_t* const pixel = row + column * height_samples;
+            const auto height = [centre](const std::uint16_t* line, std::uint32_t column) {
+                const std::uint16_t* const pixel = line + column * height_samples;
                 return static_cast<float>(is_visible<grey_16>(pixel) ? *pixel : *centre) * grey_16::to_unit;
             };
             const std::uint32_t left = before(x, job.width, job.wrap);
@@ -62,7 +64,11 @@ void normals_rows(const normals_job& job, row_range rows) {
             out[0] = encode(sign_x * (normal_x * scale));
             out[1] = encode(sign_y * (normal_y * scale));
             out[2] = encode(sign_z * scale);
-        }
+        };
+        std::uint32_t x = job.left;
+        if (x == 0) write_column(x++);
+        x = vector::normals_columns(job, row, x, std::min(job.right, job.width - 1));
+        for (; x < job.right; ++x) write_column(x);
     }
 }
 

@@ -26,6 +26,8 @@ enum normal_flag : std::uint32_t {
     normal_invert_z = 0x20,
 };
 
+constexpr std::uint16_t normal_level = 32767; // the middle of the range, truncated
+
 void normals_rows(const normals_job& job, row_range rows);
 
 } // namespace zarn

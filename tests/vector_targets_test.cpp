@@ -2,6 +2,7 @@
 // tests compare the best of them with the reference; this one ties the rest to it.
 
 #include <functional>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include <hwy/targets.h>
 
 #include <zarn/image_8_16.h>
+#include <zarn/image_grayscale.h>
 
 #include "tests/support/image_traits.h"
 
@@ -87,6 +89,7 @@ TYPED_TEST(vector_targets, agree) {
     ASSERT_NE(targets & (targets - 1), 0) << "only one instruction set to compare";
     for (const std::uint32_t width : {1u, 3u, 4u, 15u, 16u, 17u, 33u, 63u, 70u, 131u, 300u, 1100u}) {
         for (const alpha_kind kind : alpha_kinds) {
+            if (!image_traits<TypeParam>::has_alpha && kind != alpha_kinds[0]) break;
             const std::uint32_t height = width == 300    ? 150
                                          : width == 1100 ? 5
                                                          : 5 + width % 37; // once taller than long spans
@@ -108,6 +111,31 @@ TYPED_TEST(vector_targets, agree) {
             }
         }
     }
+}
+
+TEST(vector_normals, agree) {
+    const std::int64_t targets = hwy::SupportedTargets();
+    for (const std::uint32_t width : {2u, 17u, 70u}) {
+        for (const float strength : {0.5f, 40.0f, std::numeric_limits<float>::infinity()}) {
+            const reference_image heights = random_picture<grayscale_16>(width, 9, upper_left, alpha_kind::any, width);
+            const auto normals_on = [&](std::int64_t target, unsigned flags) {
+                use_target(target);
+                loaded_image<grayscale_16> image(heights, 2);
+                zarn_owned<zarn_image_16> normals;
+                image->convert_to_normals(strength, flags % 2, flags, nullptr, *normals);
+                return image_traits<zarn_image_16>::read(*normals);
+            };
+            for (const unsigned flags : {0u, 0x35u}) {
+                const reference_image plain = normals_on(HWY_SCALAR, flags);
+                for (std::int64_t left = targets; left; left &= left - 1) {
+                    const std::int64_t target = left & -left;
+                    EXPECT_TRUE(plain == normals_on(target, flags))
+                        << hwy::TargetName(target) << ", " << width << " wide, strength " << strength;
+                }
+            }
+        }
+    }
+    use_target(0);
 }
 
 // The samples of `to` that conversion makes of `values`, a square of pixels, on the instruction set.
