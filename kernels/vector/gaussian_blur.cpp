@@ -26,6 +26,8 @@ namespace zarn::vector::HWY_NAMESPACE {
 
 bool gaussian_horizontal(const gaussian_pass&, row_range) { return false; }
 bool gaussian_vertical(const gaussian_pass&, row_range) { return false; }
+bool gaussian_values_horizontal(const gaussian_pass&, row_range) { return false; }
+bool gaussian_values_vertical(const gaussian_pass&, row_range) { return false; }
 
 #else
 
@@ -333,6 +335,106 @@ bool gaussian_vertical(const gaussian_pass& pass, row_range rows) {
     return true;
 }
 
+// ---- One value a pixel
+// -----------------------------------------------------------------------------------------------
+
+namespace {
+
+// A group of samples; only `count` of them are there.
+HWY_INLINE void store_values(VP values, std::uint32_t count, std::uint8_t* to) {
+    if (HWY_LIKELY(count >= group_samples)) {
+        hn::StoreU(hn::BitCast(d8_half, values), d8_half, to);
+    } else {
+        HWY_ALIGN std::uint8_t last[group_samples];
+        hn::Store(hn::BitCast(d8_half, values), d8_half, last);
+        std::copy_n(last, count, to);
+    }
+}
+
+HWY_INLINE void widen_values(const std::uint8_t* from, std::uint16_t* to) {
+    hn::StoreU(hn::PromoteTo(du16, hn::LoadU(d8_half, from)), du16, to);
+}
+
+} // namespace
+
+bool gaussian_values_horizontal(const gaussian_pass& pass, row_range rows) {
+    const gaussian_job& job = *pass.job;
+    constexpr std::uint32_t block = 1024;
+    constexpr std::uint32_t longest = block + 2 * largest_gaussian_radius + 2 * group_samples;
+    const gaussian_weights& weights = *job.weights;
+    const std::uint32_t radius = weights.radius;
+    const divisors inside{divisor(weights.sum(radius, radius))};
+    // A block with the margins that its taps reach; pixels beyond the row have neither samples nor ones.
+    HWY_ALIGN std::uint8_t values[longest];
+    HWY_ALIGN std::uint16_t samples[longest];
+    HWY_ALIGN std::uint16_t ones[longest];
+    for (std::uint64_t start = 0; start < job.width; start += block) {
+        const auto left = static_cast<std::uint32_t>(start);
+        const std::uint32_t count = std::min(block, job.width - left);
+        const std::uint32_t margin = radius - std::min(left, radius);
+        const std::uint32_t from = left + margin - radius;
+        const auto until =
+            static_cast<std::uint32_t>(std::min<std::uint64_t>(job.width, std::uint64_t{left} + count + radius));
+        const std::uint32_t length = count + 2 * radius + group_samples;
+        std::fill(values, values + longest, std::uint8_t{0});
+        std::fill(ones, ones + longest, std::uint16_t{0});
+        std::fill(ones + margin, ones + margin + (until - from), std::uint16_t{1});
+        for (std::uint32_t row = rows.start; row < rows.end; ++row) {
+            const auto* source = static_cast<const std::uint8_t*>(job.image) + std::uint64_t{row} * job.width;
+            auto* out = static_cast<std::uint8_t*>(job.temporary) + pass.ring.place(row) * job.width + left;
+            std::copy(source + from, source + until, values + margin);
+            for (std::uint32_t i = 0; i < length; i += group_samples) widen_values(values + i, samples + i);
+            for (std::uint32_t i = 0; i < count; i += group_samples) {
+                const group_sums sums = sum_taps(samples + i + radius, 1, weights);
+                const bool is_inside =
+                    left + i >= radius && std::uint64_t{left} + i + group_samples + radius <= job.width;
+                VP any;
+                store_values(is_inside ? divide(sums, inside)
+                                       : divide(sums, sum_taps(ones + i + radius, 1, weights), any),
+                             count - i, out + i);
+            }
+        }
+    }
+    return true;
+}
+
+bool gaussian_values_vertical(const gaussian_pass& pass, row_range rows) {
+    const gaussian_job& job = *pass.job;
+    const std::uint32_t count = rows.end - rows.start;
+    if (count > gaussian_strip) return false;
+    const gaussian_weights& weights = *job.weights;
+    const std::uint32_t radius = weights.radius;
+    divisor in_row[gaussian_strip];
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::uint32_t row = rows.start + i;
+        in_row[i] = divisor(weights.sum(std::min(radius, row), std::min(radius, job.height - 1 - row)));
+    }
+    // A group of columns over the rows that the taps reach; rows beyond the picture are 0.
+    HWY_ALIGN std::uint16_t samples[(gaussian_strip + 2 * largest_gaussian_radius) * group_samples];
+    const std::uint32_t beyond = radius - std::min(radius, rows.start);
+    const std::uint32_t first = rows.start + beyond - radius;
+    const auto last = static_cast<std::uint32_t>(std::min<std::uint64_t>(job.height, std::uint64_t{rows.end} + radius));
+    const std::uint32_t filled = beyond + (last - first);
+    std::fill(samples, samples + beyond * group_samples, std::uint16_t{0});
+    std::fill(samples + filled * group_samples, samples + (count + 2 * radius) * group_samples, std::uint16_t{0});
+    for (std::uint64_t x = 0; x < job.width; x += group_samples) {
+        const auto there = static_cast<std::uint32_t>(std::min<std::uint64_t>(group_samples, job.width - x));
+        for (std::uint32_t row = first; row < last; ++row) {
+            const auto* from = static_cast<const std::uint8_t*>(job.temporary) + pass.ring.place(row) * job.width + x;
+            HWY_ALIGN std::uint8_t values[group_samples] = {};
+            if (there < group_samples) from = std::copy_n(from, there, values) - there;
+            widen_values(from, samples + (beyond + (row - first)) * group_samples);
+        }
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const std::size_t centre = (i + radius) * std::size_t{group_samples};
+            const VP blurred = divide(sum_taps(samples + centre, group_samples, weights), divisors(in_row[i]));
+            store_values(blurred, there,
+                         static_cast<std::uint8_t*>(job.image) + std::uint64_t{rows.start + i} * job.width + x);
+        }
+    }
+    return true;
+}
+
 #endif
 
 } // namespace zarn::vector::HWY_NAMESPACE
@@ -343,6 +445,8 @@ namespace zarn::vector {
 
 HWY_EXPORT(gaussian_horizontal);
 HWY_EXPORT(gaussian_vertical);
+HWY_EXPORT(gaussian_values_horizontal);
+HWY_EXPORT(gaussian_values_vertical);
 
 template <>
 bool gaussian_horizontal<rgba_8>(const gaussian_pass& pass, row_range rows) {
@@ -352,6 +456,16 @@ bool gaussian_horizontal<rgba_8>(const gaussian_pass& pass, row_range rows) {
 template <>
 bool gaussian_vertical<rgba_8>(const gaussian_pass& pass, row_range rows) {
     return HWY_DYNAMIC_DISPATCH(gaussian_vertical)(pass, rows);
+}
+
+template <>
+bool gaussian_horizontal<value_8>(const gaussian_pass& pass, row_range rows) {
+    return HWY_DYNAMIC_DISPATCH(gaussian_values_horizontal)(pass, rows);
+}
+
+template <>
+bool gaussian_vertical<value_8>(const gaussian_pass& pass, row_range rows) {
+    return pass.job->blur_colour && HWY_DYNAMIC_DISPATCH(gaussian_values_vertical)(pass, rows);
 }
 
 } // namespace zarn::vector

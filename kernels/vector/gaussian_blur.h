@@ -17,9 +17,8 @@ bool gaussian_vertical(const gaussian_pass&, row_range) {
     return false;
 }
 
-// Integer sums for 8-bit RGBA, sums of doubles for the others.
-#define ZARN_FOR_EACH_DOUBLE_GAUSSIAN_FORMAT(apply)                                                                    \
-    apply(rgba_16) apply(value_8) apply(value_16) apply(grey_8) apply(grey_16)
+// Integer sums for 8-bit RGBA and values, sums of doubles for the others.
+#define ZARN_FOR_EACH_DOUBLE_GAUSSIAN_FORMAT(apply) apply(rgba_16) apply(value_16) apply(grey_8) apply(grey_16)
 
 #define ZARN_DECLARE(format)                                                                                           \
     template <>                                                                                                        \
@@ -27,6 +26,7 @@ bool gaussian_vertical(const gaussian_pass&, row_range) {
     template <>                                                                                                        \
     bool gaussian_vertical<format>(const gaussian_pass& pass, row_range rows);
 ZARN_DECLARE(rgba_8)
+ZARN_DECLARE(value_8)
 ZARN_FOR_EACH_DOUBLE_GAUSSIAN_FORMAT(ZARN_DECLARE)
 #undef ZARN_DECLARE
 
