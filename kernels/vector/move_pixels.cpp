@@ -22,6 +22,8 @@ namespace hn = hwy::HWY_NAMESPACE;
 template <class Work>
 HWY_INLINE std::uint64_t with_pixels(const void* from, void* to, unsigned pixel_bytes, Work work) {
     switch (pixel_bytes) {
+    case 1:
+        return work(static_cast<const std::uint8_t*>(from), static_cast<std::uint8_t*>(to));
     case 2:
         return work(static_cast<const std::uint16_t*>(from), static_cast<std::uint16_t*>(to));
     case 4:
@@ -33,13 +35,25 @@ HWY_INLINE std::uint64_t with_pixels(const void* from, void* to, unsigned pixel_
     }
 }
 
+template <class D>
+HWY_INLINE hn::Vec<D> reversed(D d, hn::Vec<D> pixels) {
+    if constexpr (sizeof(hn::TFromD<D>) == 1) {
+        // There is no reversal of bytes: of pairs, and in each pair.
+        const hn::Repartition<std::uint16_t, D> d_pair;
+        const auto pairs = hn::Reverse(d_pair, hn::BitCast(d_pair, pixels));
+        return hn::BitCast(d, hn::Or(hn::ShiftLeft<8>(pairs), hn::ShiftRight<8>(pairs)));
+    } else {
+        return hn::Reverse(d, pixels);
+    }
+}
+
 template <class Pixel>
 std::uint64_t reverse_row(const Pixel* from, Pixel* to, std::uint64_t count) {
     const hn::ScalableTag<Pixel> d;
     const std::size_t lanes = hn::Lanes(d);
     std::uint64_t x = 0;
     for (; count - x >= lanes; x += lanes) {
-        hn::StoreU(hn::Reverse(d, hn::LoadU(d, from + (count - x - lanes))), d, to + x);
+        hn::StoreU(reversed(d, hn::LoadU(d, from + (count - x - lanes))), d, to + x);
     }
     return x;
 }

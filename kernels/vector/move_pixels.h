@@ -6,7 +6,7 @@
 namespace zarn::vector {
 
 // Each writes some of the first of `count` pixels and tells how many; 0 where the machine has no vectors for it. Pixels
-// are 2, 4 or 8 bytes.
+// are 1, 2, 4 or 8 bytes.
 
 // to[x] = from[count - 1 - x]
 std::uint64_t reverse_pixels(const void* from, void* to, std::uint64_t count, unsigned pixel_bytes);
