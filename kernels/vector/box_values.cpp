@@ -54,9 +54,37 @@ struct short_sums {
     }
 };
 
+// The whole number nearest to one from -1 to 2^17. Added to 1.5 * 2^23 a float leaves it in its low bits.
+template <class DF>
+HWY_INLINE hn::Vec<hn::RebindToSigned<DF>> nearest_whole(DF d, hn::Vec<DF> value) {
+    const hn::RebindToSigned<DF> di;
+    const auto offset = hn::Set(d, 12582912.0f);
+    return hn::Sub(hn::BitCast(di, hn::Add(value, offset)), hn::BitCast(di, offset));
+}
+
+// Sums of up to 44 samples of up to 16 bits are exact in 32-bit floats. Times the reciprocal they are off by less than
+// 2^16 * 1.5 * 2^-24, and the sum with 0.0125 - 0.5 rounds by at most 2^-9: altogether by less than 0.008. As the
+// quotient is at least 1 / 44 below the next whole number, all that lies less than 0.5 from its whole part.
+struct middle_sums {
+    using sum = std::uint32_t;
+    static constexpr std::uint64_t longest_span = 44;
+
+    float reciprocal;
+
+    explicit middle_sums(std::uint32_t pixels)
+        : reciprocal(1.0f / static_cast<float>(pixels)) {}
+    template <class D>
+    HWY_INLINE hn::Vec<D> divide(D d, hn::Vec<D> sums) const {
+        const hn::RebindToFloat<D> df;
+        const auto sum = hn::ConvertTo(df, hn::BitCast(hn::RebindToSigned<D>(), sums));
+        const auto quotient = hn::MulAdd(sum, hn::Set(df, reciprocal), hn::Set(df, 0.0125f - 0.5f));
+        return hn::BitCast(d, nearest_whole(df, quotient));
+    }
+};
+
 // Sums of up to 2^15 samples of up to 16 bits fit 31 bits. A sum times the reciprocal in 32-bit floats is off by less
-// than 2^16 * 3.1 * 2^-24 < 0.013, and adding 0.02 rounds by at most 2^-8: truncation gives the whole part of the
-// quotient or 1 more. The sign of the remainder tells which.
+// than 2^16 * 3.1 * 2^-24 < 0.013, and adding 0.02 - 0.5 rounds by at most 2^-8: the nearest whole number is the whole
+// part of the quotient or 1 more. The sign of the remainder tells which.
 struct long_sums {
     using sum = std::uint32_t;
     static constexpr std::uint64_t longest_span = 32767;
@@ -72,8 +100,8 @@ struct long_sums {
         const hn::RebindToSigned<D> di;
         const hn::RebindToFloat<D> df;
         const auto sum = hn::BitCast(di, sums);
-        const auto scaled = hn::MulAdd(hn::ConvertTo(df, sum), hn::Set(df, reciprocal), hn::Set(df, 0.02f));
-        const auto whole = hn::ConvertTo(di, scaled);
+        const auto quotient = hn::MulAdd(hn::ConvertTo(df, sum), hn::Set(df, reciprocal), hn::Set(df, 0.02f - 0.5f));
+        const auto whole = nearest_whole(df, quotient);
         const auto rest = hn::Sub(sum, hn::Mul(whole, hn::Set(di, count)));
         return hn::BitCast(d, hn::Add(whole, hn::ShiftRight<31>(rest)));
     }
@@ -228,6 +256,10 @@ bool with_sums(const box_line& line, Work work) {
             work(short_sums(2));
             return true;
         }
+    }
+    if (longest <= middle_sums::longest_span) {
+        work(middle_sums(1));
+        return true;
     }
     if (longest > long_sums::longest_span) return false;
     work(long_sums(1));
