@@ -421,6 +421,8 @@ private:
                 std::memcpy(out + at, last, count * sizeof(sample));
                 is_doubtful = hn::And(is_doubtful, hn::FirstN(D(), count));
             }
+            // Where compression takes many instructions.
+            if (HWY_TARGET > HWY_AVX3 && HWY_LIKELY(hn::AllFalse(D(), is_doubtful))) return;
             hn::StoreU(hn::Compress(places, to_integer_mask(is_doubtful)), DI(), list + listed);
             listed += static_cast<std::uint32_t>(hn::CountTrue(D(), is_doubtful));
         }

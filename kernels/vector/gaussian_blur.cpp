@@ -15,9 +15,10 @@
 // bits in each part (1001 * 255 * 2^13 < 2^31). Taps at the same distance are added before they are weighed.
 //
 // How they are divided: S = high * 2^13 + low is to be divided by the sum W of the weights, W = wh * 2^13 + wl with
-// wl < 2^13. A weight is at least exp(-2) * 2^26, so low / W < 255 * 2^13 / (exp(-2) * 2^26) < 0.24, and the whole part
-// t of high * 2^13 / W + 0.25, in floats off by less than 0.001, is that of S / W or 1 more. The sign of the remainder
-// S - t * W = (high - t * wh) * 2^13 + (low - t * wl) tells which. t * wh <= 256 * 1001 * 2^13 fits 32 bits.
+// wl < 2^13. A weight is at least exp(-2) * 2^26, so low / W < 255 * 2^13 / (exp(-2) * 2^26) < 0.24, and the whole number
+// t nearest to high * 2^13 / W - 0.25, in floats off by less than 0.001, is the whole part of S / W or 1 more. The sign
+// of the remainder S - t * W = (high - t * wh) * 2^13 + (low - t * wl) tells which. t * wh <= 256 * 1001 * 2^13 fits 32
+// bits.
 
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
@@ -156,7 +157,9 @@ struct divisors {
 };
 
 HWY_INLINE V32 divide(V32 high, V32 low, const divisors& by) {
-    const V32 t = hn::ConvertTo(d32, hn::MulAdd(hn::ConvertTo(df, high), by.factor, hn::Set(df, 0.25f)));
+    const VF magic = hn::Set(df, 12582912.0f); // 1.5 * 2^23: leaves the nearest whole number in a float's low bits
+    const VF below = hn::MulAdd(hn::ConvertTo(df, high), by.factor, hn::Set(df, -0.25f));
+    const V32 t = hn::Sub(hn::BitCast(d32, hn::Add(below, magic)), hn::BitCast(d32, magic));
     // Both factors fit 16 bits, and the upper half of t is 0.
     pair_sum low_product{hn::Zero(d32), hn::Zero(d32)};
     low_product.add(hn::BitCast(d16, t), hn::BitCast(d16, by.low));
