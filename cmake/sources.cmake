@@ -93,6 +93,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/nearest_transform.cpp
     kernels/vector/normalize.cpp
     kernels/vector/normals.cpp
+    kernels/vector/real_tone.cpp
     kernels/vector/rotate.cpp
     kernels/vector/sharpen.cpp
     kernels/vector/sharpen_values.cpp

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "kernels/pixel_format.h"
+#include "kernels/vector/real_tone.h"
 
 namespace zarn {
 
@@ -27,6 +28,8 @@ public:
         if (value >= ___in.high) value = ___in.high;
         return (value - ___in.low) * ___scale * ___range + ___low;
     }
+
+    vector::levels_curve curve() const { return {___in.low, ___in.high, ___scale, ___range, ___low}; }
 
 private:
     level_pair ___in;
@@ -100,6 +103,14 @@ float sector_grey(float* rgb, const sector_weights& weights) {
 
 // ---- All pixels of a band ------------------------------------------------------------------------------------------
 
+// The band's pixels as vector code takes them.
+template <class Format>
+vector::sample_run<typename Format::sample> band_samples(const grading_job& job, row_range rows) {
+    const std::uint64_t row_samples = std::uint64_t{job.width} * channels<Format>;
+    return {static_cast<typename Format::sample*>(job.pixels) + rows.start * row_samples,
+            (rows.end - rows.start) * row_samples, channels<Format>, true};
+}
+
 // Calls work(colours) with every pixel's colours as floats and stores what it leaves in them.
 template <class Format, class Work>
 void grade(const grading_job& job, row_range rows, Work work) {
@@ -142,6 +153,7 @@ hue_matrix make_hue_matrix(float hue, float saturation) noexcept {
 template <class Format>
 void levels_rows(const grading_job& job, row_range rows) {
     const levels_stage levels(job.levels);
+    if (vector::map_levels(band_samples<Format>(job, rows), levels.curve())) return;
     grade<Format>(job, rows, [&levels](float* colours) {
         for (unsigned c = 0; c < Format::colours; ++c) colours[c] = levels(colours[c]);
     });
@@ -149,6 +161,7 @@ void levels_rows(const grading_job& job, row_range rows) {
 
 template <class Format>
 void factors_rows(const grading_job& job, row_range rows) {
+    if (vector::map_factors(band_samples<Format>(job, rows), job.factors)) return;
     grade<Format>(job, rows, [&job](float* rgb) {
         for (unsigned c = 0; c < 3; ++c) rgb[c] = clamp_unit(rgb[c] * job.factors[c]);
     });
@@ -156,6 +169,7 @@ void factors_rows(const grading_job& job, row_range rows) {
 
 template <class Format>
 void hue_rows(const grading_job& job, row_range rows) {
+    if (vector::map_hue(band_samples<Format>(job, rows), job.hue)) return;
     grade<Format>(job, rows, [&job](float* rgb) { turn_hue(rgb, job.hue); });
 }
 
@@ -181,7 +195,14 @@ void levels_sectors_hue_rows(const grading_job& job, row_range rows) {
 
 template <class Format>
 void weighted_grey_rows(const grey_mix_job& job, row_range rows) {
+    using sample = typename Format::sample;
     const float* const w = job.weights;
+    const std::uint64_t first = std::uint64_t{rows.start} * job.width;
+    if (vector::mix_greys(static_cast<const sample*>(job.pixels) + first * channels<Format>,
+                          static_cast<sample*>(job.greys) + first * 2, std::uint64_t{rows.end - rows.start} * job.width,
+                          job.weights)) {
+        return;
+    }
     mix_grey<Format>(job, rows, [w](const float* rgb) { return w[0] * rgb[0] + w[1] * rgb[1] + w[2] * rgb[2]; });
 }
 

@@ -7,6 +7,7 @@
 #include "kernels/pixel_format.h"
 #include "kernels/store.h"
 #include "kernels/vector/byte_table.h"
+#include "kernels/vector/real_tone.h"
 #include "kernels/vector/tone.h"
 
 namespace zarn {
@@ -115,11 +116,13 @@ void map_colour_rows(const map_colour_job& job, row_range rows) {
     });
 }
 
-// The curves without a power are one in vectors (of 8 bits there are tables): a pivot of 0, a factor of 1 and a shift
-// of 0 change no bit. Exposure is not clamped below, and infinity times 0 ends at full scale.
+// The curves in vectors. Of 16 bits those without a power are one (of 8 bits there are tables): a pivot of 0, a factor
+// of 1 and a shift of 0 change no bit. Exposure is not clamped below, and infinity times 0 ends at full scale.
 template <class Format>
-bool map_affine(const tone_job& job, row_range rows) {
-    if constexpr (std::is_same_v<typename Format::sample, std::uint16_t>) {
+bool map_in_vectors(const tone_job& job, row_range rows) {
+    if constexpr (is_real<Format>) {
+        return vector::map_curve(band_samples<Format>(job.pixels, job.width, rows), job.curve, job.amount);
+    } else if constexpr (std::is_same_v<typename Format::sample, std::uint16_t>) {
         constexpr auto full = static_cast<float>(Format::full);
         constexpr auto pivot = static_cast<float>(Format::contrast_pivot);
         const auto band = band_samples<Format>(job.pixels, job.width, rows);
@@ -140,7 +143,7 @@ bool map_affine(const tone_job& job, row_range rows) {
 
 template <class Format>
 void tone_rows(const tone_job& job, row_range rows) {
-    if (map_affine<Format>(job, rows)) return;
+    if (map_in_vectors<Format>(job, rows)) return;
     with_curve<Format>(job.curve, job.amount, [&](auto apply) {
         for_each_pixel<Format>(job.pixels, job.width, rows, [apply](typename Format::sample* pixel) {
             for (unsigned c = 0; c < Format::colours; ++c) pixel[c] = apply(pixel[c]);
@@ -187,6 +190,8 @@ template <class Format>
 void negative_rows(const negative_job& job, row_range rows) {
     using sample = typename Format::sample;
     if constexpr (is_real<Format>) {
+        const auto band = band_samples<Format>(job.pixels, job.width, rows);
+        if (vector::complement(band, job.invert_colour, job.invert_alpha)) return;
         for_each_pixel<Format>(job.pixels, job.width, rows, [&job](sample* pixel) {
             for (unsigned c = 0; c < channels<Format>; ++c) {
                 if (c < Format::colours ? job.invert_colour : job.invert_alpha) {
@@ -198,8 +203,12 @@ void negative_rows(const negative_job& job, row_range rows) {
         flip_samples<Format>(job, rows);
     }
 }
+
 template <class Format>
 void power_rows(const power_job& job, row_range rows) {
+    auto band = band_samples<Format>(job.pixels, job.width, rows);
+    band.has_alpha = false; // alpha is raised too
+    if (vector::raise(band, job.exponent)) return;
     for_each_pixel<Format>(job.pixels, job.width, rows, [&job](typename Format::sample* pixel) {
         for (unsigned c = 0; c < channels<Format>; ++c) {
             pixel[c] = stored<Format>(std::pow(number(pixel[c]), job.exponent));
