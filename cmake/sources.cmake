@@ -89,6 +89,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/distance_results.cpp
     kernels/vector/gaussian_blur.cpp
     kernels/vector/gaussian_doubles.cpp
+    kernels/vector/gaussian_reals.cpp
     kernels/vector/move_pixels.cpp
     kernels/vector/nearest_transform.cpp
     kernels/vector/normalize.cpp

@@ -198,11 +198,11 @@ void weighted_grey_rows(const grey_mix_job& job, row_range rows) {
     using sample = typename Format::sample;
     const float* const w = job.weights;
     const std::uint64_t first = std::uint64_t{rows.start} * job.width;
-    if (vector::mix_greys(static_cast<const sample*>(job.pixels) + first * channels<Format>,
-                          static_cast<sample*>(job.greys) + first * 2, std::uint64_t{rows.end - rows.start} * job.width,
-                          job.weights)) {
-        return;
-    }
+    const std::uint64_t count = std::uint64_t{rows.end - rows.start} * job.width;
+    const vector::sample_run<const sample> colours{static_cast<const sample*>(job.pixels) + first * 4, count * 4, 4,
+                                                   true};
+    const vector::sample_run<sample> greys{static_cast<sample*>(job.greys) + first * 2, count * 2, 2, true};
+    if (vector::mix_greys(colours, greys, job.weights)) return;
     mix_grey<Format>(job, rows, [w](const float* rgb) { return w[0] * rgb[0] + w[1] * rgb[1] + w[2] * rgb[2]; });
 }
 

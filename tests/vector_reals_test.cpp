@@ -123,6 +123,10 @@ std::vector<named_operation<Image>> operations() {
          0},
         {"factors", [](Image& i) { i.adjust_color(s(0.5f), s(1.5f), s(1.0f)); }, 0},
         {"hue", [](Image& i) { i.hue_saturation(s(70.0f), s(20.0f)); }, 0},
+        {"Gaussian 0.4", [](Image& i) { i.gaussian_blur(s(0.4f), 0, 1, 1); }, 0},
+        {"Gaussian 1.3", [](Image& i) { i.gaussian_blur(s(1.3f), 0, 1, 1); }, 0},
+        {"Gaussian 9, colour", [](Image& i) { i.gaussian_blur(s(9.0f), 0, 1, 0); }, 0},
+        {"Gaussian 3, alpha", [](Image& i) { i.gaussian_blur(s(3.0f), 0, 0, 1); }, 0},
         {"grey", [](Image& i) { i.convert_to_grayscale(s(0.3f), s(0.6f), s(0.1f)); }, 0},
     };
 }

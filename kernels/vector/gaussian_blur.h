@@ -17,7 +17,7 @@ bool gaussian_vertical(const gaussian_pass&, row_range) {
     return false;
 }
 
-// Integer sums for 8-bit RGBA and values, sums of doubles for the others.
+// Integer sums for 8-bit RGBA and values, sums of doubles for the others; reals have their own.
 #define ZARN_FOR_EACH_DOUBLE_GAUSSIAN_FORMAT(apply) apply(rgba_16) apply(value_16) apply(grey_8) apply(grey_16)
 
 #define ZARN_DECLARE(format)                                                                                           \
@@ -28,6 +28,7 @@ bool gaussian_vertical(const gaussian_pass&, row_range) {
 ZARN_DECLARE(rgba_8)
 ZARN_DECLARE(value_8)
 ZARN_FOR_EACH_DOUBLE_GAUSSIAN_FORMAT(ZARN_DECLARE)
+ZARN_FOR_EACH_REAL_FORMAT(ZARN_DECLARE)
 #undef ZARN_DECLARE
 
 } // namespace zarn::vector

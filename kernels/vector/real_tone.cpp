@@ -51,7 +51,7 @@ bool hue_of(const sample_run<Sample>&, const hue_matrix&) {
     return false;
 }
 template <class Sample>
-bool greys_of(const Sample*, Sample*, std::uint64_t, const float (&)[3]) {
+bool greys_of(const sample_run<const Sample>&, const sample_run<Sample>&, const float (&)[3]) {
     return false;
 }
 template <class From, class To>
@@ -279,7 +279,7 @@ bool hue_of(const sample_run<Sample>& run, const hue_matrix& matrix) {
 }
 
 template <class Sample>
-bool greys_of(const Sample* colours, Sample* greys, std::uint64_t count, const float (&weights)[3]) {
+bool greys_of(const sample_run<const Sample>& colours, const sample_run<Sample>& greys, const float (&weights)[3]) {
     const V red = hn::Set(df, weights[0]), green = hn::Set(df, weights[1]), blue = hn::Set(df, weights[2]);
     const stored_tag<Sample, DF> ds;
     using word = hn::TFromD<decltype(ds)>;
@@ -291,13 +291,14 @@ bool greys_of(const Sample* colours, Sample* greys, std::uint64_t count, const f
         hn::StoreInterleaved2(as_stored<Sample>(df, mixed), a, ds, reinterpret_cast<word*>(to));
     };
     const std::size_t lanes = hn::Lanes(df);
+    const std::uint64_t count = colours.count / 4; // pixels
     std::uint64_t at = 0;
-    for (; count - at >= lanes; at += lanes) mix_vector(colours + at * 4, greys + at * 2);
+    for (; count - at >= lanes; at += lanes) mix_vector(colours.samples + at * 4, greys.samples + at * 2);
     if (at == count) return true;
     Sample from[most_lanes * 4] = {}, to[most_lanes * 2];
-    std::copy_n(colours + at * 4, (count - at) * 4, from);
+    std::copy_n(colours.samples + at * 4, (count - at) * 4, from);
     mix_vector(from, to);
-    std::copy_n(to, (count - at) * 2, greys + at * 2);
+    std::copy_n(to, (count - at) * 2, greys.samples + at * 2);
     return true;
 }
 
@@ -345,8 +346,9 @@ bool conversion_of(const From* from, To* to, std::uint64_t count) {
     bool levels_##name(const sample_run<sample>& run, const levels_curve& levels) { return levels_of(run, levels); }   \
     bool factors_##name(const sample_run<sample>& run, const float(&factors)[3]) { return factors_of(run, factors); }  \
     bool hue_##name(const sample_run<sample>& run, const hue_matrix& matrix) { return hue_of(run, matrix); }           \
-    bool greys_##name(const sample* colours, sample* greys, std::uint64_t count, const float(&weights)[3]) {           \
-        return greys_of(colours, greys, count, weights);                                                               \
+    bool greys_##name(const sample_run<const sample>& colours, const sample_run<sample>& greys,                        \
+                      const float(&weights)[3]) {                                                                      \
+        return greys_of(colours, greys, weights);                                                                      \
     }
 ZARN_DEFINE(float, float)
 ZARN_DEFINE(half, half_float::half)
@@ -391,8 +393,9 @@ namespace zarn::vector {
         bool map_hue(const sample_run<sample>& run, const hue_matrix& matrix) {                                        \
             return HWY_DYNAMIC_DISPATCH(hue_##name)(run, matrix);                                                      \
         }                                                                                                              \
-        bool mix_greys(const sample* colours, sample* greys, std::uint64_t count, const float(&weights)[3]) {          \
-            return HWY_DYNAMIC_DISPATCH(greys_##name)(colours, greys, count, weights);                                 \
+        bool mix_greys(const sample_run<const sample>& colours, const sample_run<sample>& greys,                       \
+                       const float(&weights)[3]) {                                                                     \
+            return HWY_DYNAMIC_DISPATCH(greys_##name)(colours, greys, weights);                                        \
         }
 ZARN_DISPATCH(float, float)
 ZARN_DISPATCH(half, half_float::half)

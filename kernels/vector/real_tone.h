@@ -30,7 +30,7 @@ struct levels_curve {
     bool map_levels(const sample_run<sample>& run, const levels_curve& levels);                                        \
     bool map_factors(const sample_run<sample>& run, const float(&factors)[3]);                                         \
     bool map_hue(const sample_run<sample>& run, const hue_matrix& matrix);                                             \
-    bool mix_greys(const sample* colours, sample* greys, std::uint64_t count, const float(&weights)[3]);
+    bool mix_greys(const sample_run<const sample>& colours, const sample_run<sample>& greys, const float(&weights)[3]);
 ZARN_DECLARE(float)
 ZARN_DECLARE(half_float::half)
 #undef ZARN_DECLARE
