@@ -82,6 +82,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/blit.cpp
     kernels/vector/box_blur.cpp
     kernels/vector/box_values.cpp
+    kernels/vector/box_reals.cpp
     kernels/vector/bspline.cpp
     kernels/vector/byte_table.cpp
     kernels/vector/dead_reckoning.cpp

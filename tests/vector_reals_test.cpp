@@ -127,6 +127,10 @@ std::vector<named_operation<Image>> operations() {
         {"Gaussian 1.3", [](Image& i) { i.gaussian_blur(s(1.3f), 0, 1, 1); }, 0},
         {"Gaussian 9, colour", [](Image& i) { i.gaussian_blur(s(9.0f), 0, 1, 0); }, 0},
         {"Gaussian 3, alpha", [](Image& i) { i.gaussian_blur(s(3.0f), 0, 0, 1); }, 0},
+        {"box 2", [](Image& i) { i.box_blur(2, 1, 1); }, 0},
+        {"box 9, colour", [](Image& i) { i.box_blur(9, 1, 0); }, 0},
+        {"box 1, alpha", [](Image& i) { i.box_blur(1, 0, 1); }, 0},
+        {"fast Gaussian 4.4", [](Image& i) { i.gaussian_blur(s(4.4f), 1, 1, 1); }, 0},
         {"grey", [](Image& i) { i.convert_to_grayscale(s(0.3f), s(0.6f), s(0.1f)); }, 0},
     };
 }

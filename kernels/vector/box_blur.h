@@ -7,8 +7,8 @@
 
 namespace zarn::vector {
 
-// False, with nothing done, where the format or the machine has no vectors for them or a span is too long for their
-// arithmetic.
+// False where the format or the machine has no vectors for them, a span is too long for their arithmetic, or a number
+// too great: the destination is to be written by the plain form then, all of it.
 template <class Format>
 bool box_pass_horizontal(const box_pass_job&, row_range) {
     return false;
@@ -18,7 +18,7 @@ bool box_pass_vertical(const box_pass_job&) {
     return false;
 }
 
-// Integers of up to 16 bits a sample, with alpha; those without have kernels of their own.
+// Integers of up to 16 bits a sample, with alpha; those without and reals have sources of their own.
 #define ZARN_FOR_EACH_VECTOR_BOX_FORMAT(apply) apply(rgba_8) apply(rgba_16) apply(grey_8) apply(grey_16)
 
 #define ZARN_DECLARE(format)                                                                                           \
@@ -29,6 +29,7 @@ bool box_pass_vertical(const box_pass_job&) {
 ZARN_FOR_EACH_VECTOR_BOX_FORMAT(ZARN_DECLARE)
 ZARN_DECLARE(value_8)
 ZARN_DECLARE(value_16)
+ZARN_FOR_EACH_REAL_FORMAT(ZARN_DECLARE)
 #undef ZARN_DECLARE
 
 } // namespace zarn::vector
