@@ -84,6 +84,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/box_values.cpp
     kernels/vector/box_reals.cpp
     kernels/vector/bspline.cpp
+    kernels/vector/bspline_reals.cpp
     kernels/vector/byte_table.cpp
     kernels/vector/dead_reckoning.cpp
     kernels/vector/depth.cpp

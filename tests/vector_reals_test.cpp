@@ -131,6 +131,10 @@ std::vector<named_operation<Image>> operations() {
         {"box 9, colour", [](Image& i) { i.box_blur(9, 1, 0); }, 0},
         {"box 1, alpha", [](Image& i) { i.box_blur(1, 0, 1); }, 0},
         {"fast Gaussian 4.4", [](Image& i) { i.gaussian_blur(s(4.4f), 1, 1, 1); }, 0},
+        {"B-spline", [](Image& i) { i.resample(i.get_width() * 2 + 1, i.get_height() + 3, 2); }, 0},
+        {"B-spline, smaller", [](Image& i) { i.resample(i.get_width() / 5 + 1, i.get_height() * 2, 2); }, 0},
+        {"rotate", [](Image& i) { i.rotate(0.7, 0); }, 0},
+        {"sharpen", [](Image& i) { i.sharpen(s(0.7f)); }, 0},
         {"grey", [](Image& i) { i.convert_to_grayscale(s(0.3f), s(0.6f), s(0.1f)); }, 0},
     };
 }

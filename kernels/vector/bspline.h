@@ -17,6 +17,7 @@ bool bspline_rows(const geometry_job&, row_range) {
     template <>                                                                                                        \
     bool bspline_rows<format>(const geometry_job& job, row_range rows);
 ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DECLARE)
+ZARN_FOR_EACH_REAL_FORMAT(ZARN_DECLARE)
 #undef ZARN_DECLARE
 
 } // namespace zarn::vector
