@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "kernels/pixel_format.h"
 
@@ -9,6 +10,8 @@
 #define HWY_TARGET_INCLUDE "kernels/vector/sharpen.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
+
+#include "kernels/vector/real_samples-inl.h"
 
 // A pixel waits for its left and its upper neighbour, so a row is one long chain of dependent sums. Several rows run
 // in a staggered front instead: at step t row k of the front is at column t - k. Its left neighbour came out of the
@@ -45,20 +48,32 @@ struct weights {
 
 template <class Sample>
 HWY_INLINE V load_pixel(const Sample* pixel) {
-    return hn::ConvertTo(DF(), hn::PromoteTo(DI(), hn::LoadU(hn::Rebind<Sample, DF>(), pixel)));
+    if constexpr (!std::is_integral_v<Sample>)
+        return load_reals(DF(), pixel);
+    else
+        return hn::ConvertTo(DF(), hn::PromoteTo(DI(), hn::LoadU(hn::Rebind<Sample, DF>(), pixel)));
 }
 
 // Writes the colours of a pixel and keeps its alpha; gives back what was written.
 template <class Sample>
 HWY_INLINE V store_colours(V sum, const weights& w, Sample* pixel) {
-    const hn::Rebind<Sample, DF> ds;
-    // The value stands first, so that NaN becomes 0.
-    const auto whole = hn::ConvertTo(DI(), hn::Min(hn::Max(sum, hn::Zero(DF())), w.full));
-    Sample samples[n];
-    hn::StoreU(hn::DemoteTo(ds, whole), ds, samples);
-    samples[n - 1] = pixel[n - 1];
-    std::memcpy(pixel, samples, sizeof(samples));
-    return hn::ConvertTo(DF(), whole);
+    if constexpr (!std::is_integral_v<Sample>) {
+        // NaN becomes 0, and -0 stays.
+        const V above_zero = hn::IfThenElseZero(hn::Ge(sum, hn::Zero(DF())), sum);
+        const auto stored = as_stored<Sample>(DF(), hn::IfThenElse(hn::Le(above_zero, w.full), above_zero, w.full));
+        const stored_tag<Sample, DF> ds;
+        save_stored(hn::IfThenElse(hn::FirstN(ds, n - 1), stored, load_stored(DF(), pixel)), DF(), pixel);
+        return as_floats(DF(), stored);
+    } else {
+        const hn::Rebind<Sample, DF> ds;
+        // The value stands first, so that NaN becomes 0.
+        const auto whole = hn::ConvertTo(DI(), hn::Min(hn::Max(sum, hn::Zero(DF())), w.full));
+        Sample samples[n];
+        hn::StoreU(hn::DemoteTo(ds, whole), ds, samples);
+        samples[n - 1] = pixel[n - 1];
+        std::memcpy(pixel, samples, sizeof(samples));
+        return hn::ConvertTo(DF(), whole);
+    }
 }
 
 // The first terms of the sum, products of the side's weight, come in from outside.
@@ -159,6 +174,8 @@ bool sharpen(const sharpen_job& job, row_range rows) {
 // Dispatch takes functions, not templates.
 bool sharpen_rgba_8(const sharpen_job& job, row_range rows) { return sharpen<rgba_8>(job, rows); }
 bool sharpen_rgba_16(const sharpen_job& job, row_range rows) { return sharpen<rgba_16>(job, rows); }
+bool sharpen_colour_real_32(const sharpen_job& job, row_range rows) { return sharpen<colour_real_32>(job, rows); }
+bool sharpen_colour_real_16(const sharpen_job& job, row_range rows) { return sharpen<colour_real_16>(job, rows); }
 
 } // namespace zarn::vector::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -166,18 +183,14 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace zarn::vector {
 
-HWY_EXPORT(sharpen_rgba_8);
-HWY_EXPORT(sharpen_rgba_16);
-
-template <>
-bool sharpen_rows<rgba_8>(const sharpen_job& job, row_range rows) {
-    return HWY_DYNAMIC_DISPATCH(sharpen_rgba_8)(job, rows);
-}
-
-template <>
-bool sharpen_rows<rgba_16>(const sharpen_job& job, row_range rows) {
-    return HWY_DYNAMIC_DISPATCH(sharpen_rgba_16)(job, rows);
-}
+    #define ZARN_DISPATCH(format)                                                                                      \
+        HWY_EXPORT(sharpen_##format);                                                                                  \
+        template <>                                                                                                    \
+        bool sharpen_rows<format>(const sharpen_job& job, row_range rows) {                                            \
+            return HWY_DYNAMIC_DISPATCH(sharpen_##format)(job, rows);                                                  \
+        }
+ZARN_FOR_EACH_RGBA_FORMAT(ZARN_DISPATCH)
+ZARN_FOR_EACH_REAL_COLOUR_FORMAT(ZARN_DISPATCH)
 
 } // namespace zarn::vector
 #endif

@@ -12,10 +12,12 @@ template <class Format>
 bool sharpen_rows(const sharpen_job&, row_range) {
     return false;
 }
-template <>
-bool sharpen_rows<rgba_8>(const sharpen_job& job, row_range rows);
-template <>
-bool sharpen_rows<rgba_16>(const sharpen_job& job, row_range rows);
+#define ZARN_DECLARE(format)                                                                                           \
+    template <>                                                                                                        \
+    bool sharpen_rows<format>(const sharpen_job& job, row_range rows);
+ZARN_FOR_EACH_RGBA_FORMAT(ZARN_DECLARE)
+ZARN_FOR_EACH_REAL_COLOUR_FORMAT(ZARN_DECLARE)
+#undef ZARN_DECLARE
 
 // Pixels of one value of up to 16 bits.
 #define ZARN_FOR_EACH_NARROW_FORMAT(apply) apply(value_8) apply(value_16) apply(grey_8) apply(grey_16)
