@@ -98,6 +98,7 @@ set(ZARN_KERNEL_SOURCES
     kernels/vector/normals.cpp
     kernels/vector/real_tone.cpp
     kernels/vector/rotate.cpp
+    kernels/vector/rotate_reals.cpp
     kernels/vector/sharpen.cpp
     kernels/vector/sharpen_values.cpp
     kernels/vector/tone.cpp

@@ -5,7 +5,6 @@
 #include <limits>
 
 #include "kernels/bspline_taps.h"
-#include "kernels/store.h"
 #include "kernels/vector/bspline.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -123,9 +122,8 @@ private:
         auto finite = hn::Eq(greatest, greatest);
         std::uint8_t unseen[largest_span];
         for (std::uint32_t i = 0; i < ___span; ++i, pixel += n) {
-            const bool is_seen = number(pixel[n - 1]) != 0.0f;
-            unseen[i] = is_seen ? 0 : 1;
-            if (HWY_LIKELY(is_seen)) {
+            unseen[i] = is_seen(pixel + n - 1) ? 0 : 1;
+            if (HWY_LIKELY(!unseen[i])) {
                 for (std::uint32_t c = 0; c < n; c += lanes) {
                     const auto values = load_reals(df, pixel + c);
                     finite = hn::And(finite, hn::Lt(hn::Abs(values), limit));

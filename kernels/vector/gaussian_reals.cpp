@@ -43,13 +43,6 @@ constexpr D d;
 constexpr DF df;
 constexpr std::uint32_t lanes = HWY_LANES(double);
 
-inline bool is_seen(const float* alpha) { return *alpha != 0.0f; }
-inline bool is_seen(const half_float::half* alpha) {
-    std::uint16_t bits;
-    std::memcpy(&bits, static_cast<const void*>(alpha), sizeof(bits));
-    return (bits & 0x7FFF) != 0;
-}
-
 // As many neighbouring lines as there are lanes, blurred along themselves.
 template <class Format>
 class line_blur {

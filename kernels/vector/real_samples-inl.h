@@ -7,6 +7,7 @@
     #endif
 
     #include <cstdint>
+    #include <cstring>
     #include <type_traits>
 
     #include <half.hpp>
@@ -20,6 +21,14 @@ namespace zarn::vector::HWY_NAMESPACE {
 namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
+
+// Whether an alpha is not 0.
+inline bool is_seen(const float* alpha) { return *alpha != 0.0f; }
+inline bool is_seen(const half_float::half* alpha) {
+    std::uint16_t bits;
+    std::memcpy(&bits, static_cast<const void*>(alpha), sizeof(bits));
+    return (bits & 0x7FFF) != 0;
+}
 
 // What memory holds as many samples in as DF has floats: floats, or the bits of halves.
 template <class Sample, class DF>

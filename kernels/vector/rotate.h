@@ -18,6 +18,7 @@ bool rotate_rows(const rotate_job&, row_range) {
     template <>                                                                                                        \
     bool rotate_rows<format>(const rotate_job& job, row_range rows);
 ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DECLARE)
+ZARN_FOR_EACH_REAL_FORMAT(ZARN_DECLARE)
 #undef ZARN_DECLARE
 
 } // namespace zarn::vector
