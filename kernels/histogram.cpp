@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "kernels/pixel_format.h"
+#include "kernels/reals.h"
 
 namespace zarn {
 
@@ -29,13 +30,33 @@ private:
     float ___scale;
 };
 
+// Calls work(pixel, floats) with every step-th pixel and its samples as floats, which are made of many at a time.
+template <class Format, class Work>
+void for_each_pixel(const half* pixels, std::uint64_t count, std::uint64_t step, Work work) {
+    constexpr unsigned n = channels<Format>;
+    constexpr std::uint64_t block = 256; // pixels
+    half gathered[block * n];
+    float floats[block * n];
+    const std::uint64_t looked_at = (count + step - 1) / step;
+    for (std::uint64_t start = 0; start < looked_at; start += block) {
+        const std::uint64_t length = std::min(block, looked_at - start);
+        const half* halves = pixels + start * step * n;
+        if (step > 1) {
+            for (std::uint64_t i = 0; i < length; ++i) std::copy_n(halves + i * step * n, n, gathered + i * n);
+            halves = gathered;
+        }
+        convert_reals(halves, floats, length * n);
+        for (std::uint64_t i = 0; i < length; ++i) work(halves + i * n, floats + i * n);
+    }
+}
+
 // All that is measured of a pixel.
 template <class Format>
 struct measured {
     float values[measures<Format>];
 
-    explicit measured(const half* pixel) noexcept {
-        for (unsigned i = 0; i < channels<Format>; ++i) values[i] = pixel[i];
+    explicit measured(const float* pixel) noexcept {
+        std::copy_n(pixel, channels<Format>, values);
         if constexpr (Format::colours == 3) values[luminance_measure] = luminance(values[0], values[1], values[2]);
     }
 };
@@ -54,7 +75,7 @@ float value_in_place(std::uint32_t place) noexcept {
     return value;
 }
 
-std::uint32_t place_of_luminance(const half* pixel) noexcept {
+std::uint32_t place_of_luminance(const float* pixel) noexcept {
     return place_in_order(luminance(pixel[0], pixel[1], pixel[2]));
 }
 
@@ -74,39 +95,37 @@ void histogram_rows(const histogram_job& job, row_range rows) {
     std::copy_n(tally.bins, measures<Format>, bins);
     float sums[channels<Format>] = {};
     const std::uint64_t row_samples = static_cast<std::uint64_t>(job.width) * channels<Format>;
-    const half* const end = job.pixels + rows.end * row_samples;
-    for (const half* pixel = job.pixels + rows.start * row_samples; pixel != end; pixel += channels<Format>) {
+    const std::uint64_t count = std::uint64_t{rows.end - rows.start} * job.width;
+    for_each_pixel<Format>(job.pixels + rows.start * row_samples, count, 1, [&](const half*, const float* pixel) {
         const measured<Format> all(pixel);
         for (unsigned i = 0; i < measures<Format>; ++i) ++bins[i][bin_of(all.values[i])];
         for (unsigned i = 0; i < channels<Format>; ++i) sums[i] += all.values[i];
-    }
+    });
     std::copy_n(sums, channels<Format>, tally.sums);
 }
 
 template <class Format>
 void add_squared_deviations(const half* pixels, std::uint64_t count, const float* means, float* sums) {
     float totals[measures<Format>] = {};
-    const half* const end = pixels + count * channels<Format>;
-    for (const half* pixel = pixels; pixel != end; pixel += channels<Format>) {
+    for_each_pixel<Format>(pixels, count, 1, [&](const half*, const float* pixel) {
         const measured<Format> all(pixel);
         for (unsigned i = 0; i < measures<Format>; ++i) {
             const float deviation = all.values[i] - means[i];
             totals[i] += deviation * deviation;
         }
-    }
+    });
     std::copy_n(totals, measures<Format>, sums);
 }
 
 template <class Format>
 void count_values(const half* pixels, std::uint64_t count, std::uint64_t step, std::uint32_t* counters) {
-    for (std::uint64_t i = 0; i < count; i += step) {
-        const half* const pixel = pixels + i * channels<Format>;
+    for_each_pixel<Format>(pixels, count, step, [counters](const half* pixel, const float* floats) {
         std::uint16_t bits[channels<Format>];
         std::memcpy(bits, pixel, sizeof bits);
         for (unsigned c = 0; c < channels<Format>; ++c) ++counters[c * half_values + bits[c]];
         if constexpr (Format::colours == 3)
-            ++counters[luminance_measure * half_values + (place_of_luminance(pixel) >> 16)];
-    }
+            ++counters[luminance_measure * half_values + (place_of_luminance(floats) >> 16)];
+    });
 }
 
 float ranked_sample(const std::uint32_t* counters, std::uint64_t rank) {
@@ -131,10 +150,10 @@ float ranked_luminance(const half* pixels, std::uint64_t count, std::uint64_t st
     };
     const std::uint32_t upper = skip_to_rank();
     std::fill_n(counters, half_values, 0u);
-    for (std::uint64_t i = 0; i < count; i += step) {
-        const std::uint32_t place = place_of_luminance(pixels + i * channels<colour_real_16>);
+    for_each_pixel<colour_real_16>(pixels, count, step, [counters, upper](const half*, const float* pixel) {
+        const std::uint32_t place = place_of_luminance(pixel);
         if (place >> 16 == upper) ++counters[place & 0xFFFFu];
-    }
+    });
     return value_in_place(upper << 16 | skip_to_rank());
 }
 
