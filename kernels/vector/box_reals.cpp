@@ -49,7 +49,23 @@ constexpr float tame_bound = 1.0e9f;
 struct span {
     HWY_ALIGN double sums[samples];
     HWY_ALIGN double counts[samples];
+    HWY_ALIGN double inverses[samples]; // of the counts
 };
+
+// The quotient of a sum and a count, with the count's inverse: what a division gives, but sooner. A first quotient is
+// off by less than two units in the last place, one corrected by its remainder by less than one; and such a one,
+// corrected by its remainder, is the division's: the inverse is rounded to nearest, and counts are too short for the
+// one case where that is not enough. Sums are tame, so nothing comes near the ends of the range.
+HWY_INLINE V divide(V sum, V count, V inverse) {
+    #if HWY_NATIVE_FMA
+    V quotient = hn::Mul(sum, inverse);
+    quotient = hn::MulAdd(hn::NegMulAdd(quotient, count, sum), inverse, quotient);
+    return hn::MulAdd(hn::NegMulAdd(quotient, count, sum), inverse, quotient);
+    #else
+    (void)inverse;
+    return hn::Div(sum, count);
+    #endif
+}
 
 template <class Format>
 class running {
@@ -61,12 +77,14 @@ public:
     HWY_INLINE void clear() {
         for (V& sum : ___sums) sum = hn::Zero(d);
         for (V& count : ___counts) count = hn::Zero(d);
+        for (V& inverse : ___inverses) inverse = hn::Zero(d);
     }
     HWY_INLINE void load(const span& from) {
         HWY_UNROLL(8)
         for (std::uint32_t v = 0; v < vectors; ++v) {
             ___sums[v] = hn::Load(d, from.sums + v * lanes);
             ___counts[v] = hn::Load(d, from.counts + v * lanes);
+            ___inverses[v] = hn::Load(d, from.inverses + v * lanes);
         }
     }
     HWY_INLINE void store_sums(span& to) const {
@@ -76,10 +94,18 @@ public:
     HWY_INLINE void store(span& to) const {
         store_sums(to);
         HWY_UNROLL(8)
-        for (std::uint32_t v = 0; v < vectors; ++v) hn::Store(___counts[v], d, to.counts + v * lanes);
+        for (std::uint32_t v = 0; v < vectors; ++v) {
+            hn::Store(___counts[v], d, to.counts + v * lanes);
+            hn::Store(___inverses[v], d, to.inverses + v * lanes);
+        }
     }
 
-    // One pixel of each line. False where one is visible and not tame.
+    HWY_INLINE void invert_counts() {
+        HWY_UNROLL(8)
+        for (std::uint32_t v = 0; v < vectors; ++v) ___inverses[v] = hn::Div(hn::Set(d, 1.0), divisor(v));
+    }
+
+    // One pixel of each line. False where one is visible and not tame. Leaves the inverses behind.
     template <bool Entering>
     HWY_INLINE bool change(const sample* pixels) {
         const piece of(pixels);
@@ -97,6 +123,7 @@ public:
         if (HWY_UNLIKELY(counts_change)) {
             ___change<false>(left);
             ___change<true>(entered);
+            invert_counts();
         } else {
             HWY_UNROLL(8)
             for (std::uint32_t v = 0; v < vectors; ++v)
@@ -110,8 +137,7 @@ public:
     HWY_INLINE void write(const box_pass_job& job, const sample* pixels, sample* out) const {
         HWY_UNROLL(8)
         for (std::uint32_t v = 0; v < vectors; ++v) {
-            // Without visible pixels the sum is 0 too.
-            const V mean = hn::Div(___sums[v], hn::Max(___counts[v], hn::Set(d, 1.0)));
+            const V mean = divide(___sums[v], divisor(v), ___inverses[v]);
             const hn::Rebind<float, D> df;
             save_reals(hn::DemoteTo(df, mean), df, out + v * lanes);
         }
@@ -131,6 +157,9 @@ private:
     using VP = hn::Vec<DP>;
     using MP = hn::Mask<DP>;
     static constexpr DP dp{};
+
+    // Without visible pixels the sum is 0 too.
+    HWY_INLINE V divisor(std::uint32_t v) const { return hn::Max(___counts[v], hn::Set(d, 1.0)); }
 
     HWY_INLINE static VP alphas(VP pixels) {
         if constexpr (n == 2) {
@@ -192,6 +221,7 @@ private:
 
     V ___sums[vectors];
     V ___counts[vectors];
+    V ___inverses[vectors];
 };
 
 // Neighbouring rows run together. Stretches of them are turned, so that a column of them stands in a row.
@@ -248,6 +278,7 @@ bool run_real_rows(const box_pass_job& job, row_range rows) {
                 } else {
                     if (leaves) r.template change<false>(leaving + i * samples);
                     if (enters) tame &= r.template change<true>(entering + i * samples);
+                    r.invert_counts();
                 }
                 r.write(job, here + i * samples, results + i * samples);
             }
@@ -308,6 +339,7 @@ bool run_real_columns(const box_pass_job& job) {
                 } else {
                     if (leaves) r.template change<false>(leaving + at);
                     if (enters) tame &= r.template change<true>(entering + at);
+                    r.invert_counts();
                     r.store(spans[g]);
                 }
                 r.write(job, here + at, out + at);
