@@ -296,15 +296,17 @@ private:
         }
         std::uint32_t x = 0;
         for (; x < even.start; ++x) write_of_start(x);
-        const DW dw;
-        const auto* const from = reinterpret_cast<const word*>(means);
-        const auto halved = [&](std::uint32_t i) HWY_ATTR {
-            return hn::ConcatEven(dw, hn::LoadU(dw, from + i + group_pixels), hn::LoadU(dw, from + i));
-        };
-        for (; even.end - x >= group_pixels; x += group_pixels) {
-            auto pixels = halved(start_of[x]);
-            if (even.step == 4) pixels = hn::ConcatEven(dw, halved(start_of[x] + 2 * group_pixels), pixels);
-            hn::StoreU(pixels, dw, reinterpret_cast<word*>(out) + x);
+        if constexpr (group_pixels > 1) {
+            const DW dw;
+            const auto* const from = reinterpret_cast<const word*>(means);
+            const auto halved = [&](std::uint32_t i) HWY_ATTR {
+                return hn::ConcatEven(dw, hn::LoadU(dw, from + i + group_pixels), hn::LoadU(dw, from + i));
+            };
+            for (; even.end - x >= group_pixels; x += group_pixels) {
+                auto pixels = halved(start_of[x]);
+                if (even.step == 4) pixels = hn::ConcatEven(dw, halved(start_of[x] + 2 * group_pixels), pixels);
+                hn::StoreU(pixels, dw, reinterpret_cast<word*>(out) + x);
+            }
         }
         for (; x < count; ++x) write_of_start(x);
         for (std::uint32_t i = 0; i < clipped_count; ++i) write_mean(clipped[i], height);
