@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "kernels/area_box.h"
 #include "kernels/vector/pixel_words.h"
@@ -231,6 +232,8 @@ private:
         }
     }
 
+    // `Rows`: the box's, 0 for any number.
+    template <std::uint32_t Rows>
     HWY_INLINE void sum_rows(area_box box) {
         const DS ds;
         const DP dp;
@@ -244,11 +247,11 @@ private:
             auto total = hn::Zero(ds);
             const word* at = top + i;
             if constexpr (!Format::has_alpha) {
-                for (std::uint32_t row = box.start; row < box.end; ++row, at += line) {
+                const std::uint32_t count_of_rows = Rows ? Rows : box.end - box.start;
+                for (std::uint32_t row = 0; row < count_of_rows; ++row, at += line) {
                     total = hn::Add(total, hn::PromoteTo(ds, hn::LoadU(dp, at)));
                 }
                 hn::StoreU(total, ds, sums.samples + i);
-                continue;
             } else {
                 const auto alpha = hn::Set(dw, alpha_bits<Format>()), one = hn::Set(dw, 1);
                 auto visible = hn::Zero(dw);
@@ -289,10 +292,19 @@ private:
         const DS ds;
         const DP dp;
         const typename values::divider divide(width * height);
-        for (std::uint32_t i = 0; i < span; i += group_pixels) {
-            auto total = hn::LoadU(ds, sums.samples + i * n);
-            for (std::uint32_t k = 1; k < width; ++k) total = hn::Add(total, hn::LoadU(ds, sums.samples + (i + k) * n));
-            hn::StoreU(hn::TruncateTo(dp, divide(ds, total)), dp, means + i * n);
+        const auto make_means = [&](auto columns) HWY_ATTR {
+            for (std::uint32_t i = 0; i < span; i += group_pixels) {
+                auto total = hn::LoadU(ds, sums.samples + i * n);
+                for (std::uint32_t k = 1; k < columns; ++k) {
+                    total = hn::Add(total, hn::LoadU(ds, sums.samples + (i + k) * n));
+                }
+                hn::StoreU(hn::TruncateTo(dp, divide(ds, total)), dp, means + i * n);
+            }
+        };
+        if (width == 3) {
+            make_means(std::integral_constant<std::uint32_t, 3>());
+        } else {
+            make_means(width);
         }
         std::uint32_t x = 0;
         for (; x < even.start; ++x) write_of_start(x);
@@ -327,8 +339,12 @@ private:
     }
 
     HWY_INLINE void run_row(area_box box) {
-        sum_rows(box);
         const std::uint32_t height = box.end - box.start;
+        if (!Format::has_alpha && height == 3) {
+            sum_rows<3>(box); // the least, which all boxes of halves have
+        } else {
+            sum_rows<0>(box);
+        }
         const std::uint32_t area = width * height;
         if (width <= most_columns && area > 1 && area <= values::most_small) {
             write_small(height);
