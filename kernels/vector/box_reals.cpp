@@ -186,7 +186,7 @@ private:
             HWY_UNROLL(8)
             for (std::uint32_t p = 0; p < parts; ++p) {
                 const VP all = load_reals(dp, pixels + p * part);
-                seen[p] = hn::Ne(alphas(all), hn::Zero(dp));
+                seen[p] = hn::Not(hn::Eq(alphas(all), hn::Zero(dp))); // of NaN too, which hn::Ne may deny
                 values[p] = hn::IfThenElseZero(seen[p], all);
             }
         }
