@@ -58,8 +58,8 @@ private:
     using sample = typename Format::sample;
 
     static constexpr std::uint32_t n = channels<Format>;
-    static constexpr std::uint32_t block = 512;        // destination columns worked on at a time
-    static constexpr std::uint32_t largest_span = 512; // source columns they may touch
+    static constexpr std::uint32_t block = 256;        // destination columns worked on at a time
+    static constexpr std::uint32_t largest_span = 256; // source columns they may touch
 
     using D = hn::CappedTag<double, n>;
     using DF = hn::Rebind<float, D>;
@@ -71,7 +71,7 @@ private:
 
     struct source_row {
         HWY_ALIGN double samples[largest_span * n];
-        std::uint8_t invisible[block]; // of each column's taps, one bit each
+        std::uint16_t invisible[block]; // of each column's taps, one bit each
         bool has_invisible;
         bool is_finite;
         std::int64_t position;
@@ -96,6 +96,7 @@ private:
         for (std::uint32_t x = 0; x < ___count; ++x) {
             for (std::uint32_t k = 0; k < taps; ++k) {
                 ___at[x][k] = ___columns[x].position[k] - first;
+                ___place[x][k] = ___at[x][k] * n;
                 ___weight[x][k] = ___columns[x].weight[k];
             }
             ___ends_in_0[x] = ___weight[x][taps - 1] == 0.0;
@@ -120,8 +121,9 @@ private:
         const auto limit = hn::Set(df, std::numeric_limits<float>::infinity());
         auto greatest = hn::Zero(df);
         auto finite = hn::Eq(greatest, greatest);
-        std::uint8_t unseen[largest_span];
+        std::uint16_t unseen[largest_span];
         for (std::uint32_t i = 0; i < ___span; ++i, pixel += n) {
+            hwy::Prefetch(pixel + prefetch_distance / sizeof(sample));
             unseen[i] = is_seen(pixel + n - 1) ? 0 : 1;
             if (HWY_LIKELY(!unseen[i])) {
                 for (std::uint32_t c = 0; c < n; c += lanes) {
@@ -135,10 +137,11 @@ private:
             }
         }
         row.is_finite = hn::AllTrue(df, finite);
+        if (!row.has_invisible) std::fill_n(row.invisible, ___count, std::uint16_t{0});
         for (std::uint32_t x = 0; row.has_invisible && x < ___count; ++x) {
             const std::uint32_t* const at = ___at[x];
-            row.invisible[x] =
-                static_cast<std::uint8_t>(unseen[at[0]] | unseen[at[1]] << 1 | unseen[at[2]] << 2 | unseen[at[3]] << 3);
+            row.invisible[x] = static_cast<std::uint16_t>(unseen[at[0]] | unseen[at[1]] << 1 | unseen[at[2]] << 2 |
+                                                          unseen[at[3]] << 3);
         }
     }
 
@@ -150,6 +153,11 @@ private:
             has_invisible |= row.has_invisible;
             are_finite &= row.is_finite;
             if (___lines.weight[m] != 0.0 || !row.is_finite) counted[count++] = m;
+        }
+        for (std::uint32_t x = 0; has_invisible && x < ___count; ++x) {
+            ___invisible[x] =
+                static_cast<std::uint16_t>(___of_line[0]->invisible[x] | ___of_line[1]->invisible[x] << 4 |
+                                           ___of_line[2]->invisible[x] << 8 | ___of_line[3]->invisible[x] << 12);
         }
         const bool skips = are_finite && ___some_end_in_0;
         // Where positions are whole numbers, the last tap weighs 0.
@@ -181,10 +189,11 @@ private:
                 sum_taps<Rows, taps>(x, rows, line_weights, sums);
             }
             if (has_invisible) {
-                unsigned invisible = 0;
-                for (unsigned m = 0; m < taps; ++m)
-                    if (___of_line[m]->has_invisible) invisible |= unsigned{___of_line[m]->invisible[x]} << (m * taps);
-                if (HWY_UNLIKELY(invisible != 0 && invisible != 0xFFFF)) fill(x, invisible, sums);
+                const unsigned invisible = ___invisible[x];
+                if (HWY_UNLIKELY(invisible != 0 && invisible != 0xFFFF)) {
+                    fill(x, invisible, sums, out);
+                    continue;
+                }
             }
             hwy::Prefetch(out + prefetch_distance / sizeof(sample)); // stores would wait for their lines
             for (std::uint32_t p = 0; p < parts; ++p) save_reals(hn::DemoteTo(df, sums[p]), df, out + p * lanes);
@@ -207,7 +216,7 @@ private:
         for (unsigned i = 0; i < Rows; ++i) {
             HWY_UNROLL(4)
             for (unsigned k = 0; k < Taps; ++k) {
-                const double* const pixel = rows[i] + ___at[x][k] * n;
+                const double* const pixel = rows[i] + ___place[x][k];
                 HWY_UNROLL(4)
                 for (std::uint32_t p = 0; p < parts; ++p) {
                     const V term = hn::Mul(hn::Set(d, weights[i * taps + k]), hn::Load(d, pixel + p * lanes));
@@ -218,7 +227,7 @@ private:
     }
 
     // Invisible taps take the mean colour of the visible ones.
-    HWY_NOINLINE void fill(std::uint32_t x, unsigned invisible, V (&sums)[parts]) const {
+    HWY_INLINE void fill(std::uint32_t x, unsigned invisible, V (&sums)[parts], sample* out) const {
         V plain[parts];
         for (V& sum : plain) sum = hn::Zero(d);
         double invisible_weight = 0.0;
@@ -236,12 +245,13 @@ private:
                 }
             }
         }
-        if (!(invisible_weight > 0.0)) return;
+        const bool fills = invisible_weight > 0.0;
         for (std::uint32_t p = 0; p < parts; ++p) {
             const V mean = hn::Div(plain[p], hn::Set(d, visible));
             const V filled = hn::Add(hn::Mul(mean, hn::Set(d, invisible_weight)), sums[p]);
             // All but the last sample, which is alpha.
-            sums[p] = hn::IfThenElse(hn::FirstN(d, p + 1 < parts ? lanes : lanes - 1), filled, sums[p]);
+            const auto is_colour = hn::FirstN(d, !fills ? 0 : p + 1 < parts ? lanes : lanes - 1);
+            save_reals(hn::DemoteTo(df, hn::IfThenElse(is_colour, filled, sums[p])), df, out + p * lanes);
         }
     }
 
@@ -252,9 +262,11 @@ private:
     bspline_taps ___lines;
     source_row* ___of_line[taps];
     bspline_taps ___columns[block];
-    std::uint32_t ___at[block][taps]; // from the first source column on
+    std::uint32_t ___at[block][taps];    // from the first source column on
+    std::uint32_t ___place[block][taps]; // the same in samples
     HWY_ALIGN double ___weight[block][taps];
     bool ___ends_in_0[block];
+    std::uint16_t ___invisible[block]; // of each column's taps, one bit each, row after row
     bool ___some_end_in_0;
     source_row ___rows[taps]; // each holds the rows whose position leaves its number as the rest
 };
