@@ -2,41 +2,15 @@
 
 #include <cstring>
 
-#include "kernels/pixel_format.h"
+#include "kernels/pixel_word.h"
 #include "kernels/vector/move_pixels.h"
 
 namespace zarn {
 
 namespace {
 
-// A number as wide as a pixel, where there is one: compilers move those in vectors.
 template <unsigned Bytes>
-struct pixel_word;
-template <>
-struct pixel_word<1> {
-    using type = std::uint8_t;
-};
-template <>
-struct pixel_word<2> {
-    using type = std::uint16_t;
-};
-template <>
-struct pixel_word<4> {
-    using type = std::uint32_t;
-};
-template <>
-struct pixel_word<8> {
-    using type = std::uint64_t;
-};
-template <>
-struct pixel_word<16> {
-    struct type {
-        std::uint64_t halves[2];
-    };
-};
-
-template <unsigned Bytes>
-using word = typename pixel_word<Bytes>::type;
+using word = typename word_of_bytes<Bytes>::type;
 
 template <unsigned Bytes>
 word<Bytes> load(const unsigned char* from) {

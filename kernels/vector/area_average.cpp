@@ -7,7 +7,7 @@
 #include <type_traits>
 
 #include "kernels/area_box.h"
-#include "kernels/vector/pixel_words.h"
+#include "kernels/pixel_word.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/area_average.cpp"
@@ -363,25 +363,7 @@ bool area_average(const geometry_job& job, row_range rows) {
 
 } // namespace
 
-// Dispatch takes functions, not templates.
-#define ZARN_DEFINE(format)                                                                                            \
-    bool area_average_##format(const geometry_job& job, row_range rows) { return area_average<format>(job, rows); }
-ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DEFINE)
-#undef ZARN_DEFINE
-
-} // namespace zarn::vector::HWY_NAMESPACE
-HWY_AFTER_NAMESPACE();
-
-#if HWY_ONCE
-namespace zarn::vector {
-
-    #define ZARN_DISPATCH(format)                                                                                      \
-        HWY_EXPORT(area_average_##format);                                                                             \
-        template <>                                                                                                    \
-        bool area_average_rows<format>(const geometry_job& job, row_range rows) {                                      \
-            return HWY_DYNAMIC_DISPATCH(area_average_##format)(job, rows);                                             \
-        }
-ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DISPATCH)
-
-} // namespace zarn::vector
-#endif
+#define ZARN_KERNELS(apply, format)                                                                                    \
+    apply(area_average_rows, area_average, format, (const geometry_job& job, row_range rows), (job, rows))
+#define ZARN_FORMATS ZARN_FOR_EACH_TABULABLE_FORMAT
+#include "kernels/vector/dispatch.inc"

@@ -354,30 +354,8 @@ bool run_real_columns(const box_pass_job& job) {
 
 } // namespace
 
-#define ZARN_DEFINE(format)                                                                                            \
-    bool horizontal_##format(const box_pass_job& job, row_range rows) { return run_real_rows<format>(job, rows); }     \
-    bool vertical_##format(const box_pass_job& job) { return run_real_columns<format>(job); }
-ZARN_FOR_EACH_REAL_FORMAT(ZARN_DEFINE)
-#undef ZARN_DEFINE
-
-} // namespace zarn::vector::HWY_NAMESPACE
-HWY_AFTER_NAMESPACE();
-
-#if HWY_ONCE
-namespace zarn::vector {
-
-    #define ZARN_DISPATCH(format)                                                                                      \
-        HWY_EXPORT(horizontal_##format);                                                                               \
-        HWY_EXPORT(vertical_##format);                                                                                 \
-        template <>                                                                                                    \
-        bool box_pass_horizontal<format>(const box_pass_job& job, row_range rows) {                                    \
-            return HWY_DYNAMIC_DISPATCH(horizontal_##format)(job, rows);                                               \
-        }                                                                                                              \
-        template <>                                                                                                    \
-        bool box_pass_vertical<format>(const box_pass_job& job) {                                                      \
-            return HWY_DYNAMIC_DISPATCH(vertical_##format)(job);                                                       \
-        }
-ZARN_FOR_EACH_REAL_FORMAT(ZARN_DISPATCH)
-
-} // namespace zarn::vector
-#endif
+#define ZARN_KERNELS(apply, format)                                                                                    \
+    apply(box_pass_horizontal, run_real_rows, format, (const box_pass_job& job, row_range rows), (job, rows))          \
+        apply(box_pass_vertical, run_real_columns, format, (const box_pass_job& job), (job))
+#define ZARN_FORMATS ZARN_FOR_EACH_REAL_FORMAT
+#include "kernels/vector/dispatch.inc"

@@ -298,32 +298,8 @@ bool run_columns(const box_pass_job& job) {
 
 } // namespace
 
-#define ZARN_DEFINE(format)                                                                                            \
-    bool horizontal_##format(const box_pass_job& job, row_range rows) { return run_rows<format>(job, rows); }          \
-    bool vertical_##format(const box_pass_job& job) { return run_columns<format>(job); }
-ZARN_DEFINE(value_8)
-ZARN_DEFINE(value_16)
-#undef ZARN_DEFINE
-
-} // namespace zarn::vector::HWY_NAMESPACE
-HWY_AFTER_NAMESPACE();
-
-#if HWY_ONCE
-namespace zarn::vector {
-
-    #define ZARN_DISPATCH(format)                                                                                      \
-        HWY_EXPORT(horizontal_##format);                                                                               \
-        HWY_EXPORT(vertical_##format);                                                                                 \
-        template <>                                                                                                    \
-        bool box_pass_horizontal<format>(const box_pass_job& job, row_range rows) {                                    \
-            return HWY_DYNAMIC_DISPATCH(horizontal_##format)(job, rows);                                               \
-        }                                                                                                              \
-        template <>                                                                                                    \
-        bool box_pass_vertical<format>(const box_pass_job& job) {                                                      \
-            return HWY_DYNAMIC_DISPATCH(vertical_##format)(job);                                                       \
-        }
-ZARN_DISPATCH(value_8)
-ZARN_DISPATCH(value_16)
-
-} // namespace zarn::vector
-#endif
+#define ZARN_KERNELS(apply, format)                                                                                    \
+    apply(box_pass_horizontal, run_rows, format, (const box_pass_job& job, row_range rows), (job, rows))               \
+        apply(box_pass_vertical, run_columns, format, (const box_pass_job& job), (job))
+#define ZARN_FORMATS(apply) apply(value_8) apply(value_16)
+#include "kernels/vector/dispatch.inc"

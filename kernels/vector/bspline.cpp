@@ -8,7 +8,7 @@
 
 #include "kernels/bspline_taps.h"
 #include "kernels/pixel_format.h"
-#include "kernels/vector/pixel_words.h"
+#include "kernels/pixel_word.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/bspline.cpp"
@@ -640,25 +640,7 @@ bool bspline([[maybe_unused]] const geometry_job& job, [[maybe_unused]] row_rang
 
 } // namespace
 
-// Dispatch takes functions, not templates.
-#define ZARN_DEFINE(format)                                                                                            \
-    bool bspline_##format(const geometry_job& job, row_range rows) { return bspline<format>(job, rows); }
-ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DEFINE)
-#undef ZARN_DEFINE
-
-} // namespace zarn::vector::HWY_NAMESPACE
-HWY_AFTER_NAMESPACE();
-
-#if HWY_ONCE
-namespace zarn::vector {
-
-    #define ZARN_DISPATCH(format)                                                                                      \
-        HWY_EXPORT(bspline_##format);                                                                                  \
-        template <>                                                                                                    \
-        bool bspline_rows<format>(const geometry_job& job, row_range rows) {                                           \
-            return HWY_DYNAMIC_DISPATCH(bspline_##format)(job, rows);                                                  \
-        }
-ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DISPATCH)
-
-} // namespace zarn::vector
-#endif
+#define ZARN_KERNELS(apply, format)                                                                                    \
+    apply(bspline_rows, bspline, format, (const geometry_job& job, row_range rows), (job, rows))
+#define ZARN_FORMATS ZARN_FOR_EACH_TABULABLE_FORMAT
+#include "kernels/vector/dispatch.inc"

@@ -284,24 +284,7 @@ bool real_bspline(const geometry_job& job, row_range rows) {
 
 } // namespace
 
-#define ZARN_DEFINE(format)                                                                                            \
-    bool bspline_##format(const geometry_job& job, row_range rows) { return real_bspline<format>(job, rows); }
-ZARN_FOR_EACH_REAL_FORMAT(ZARN_DEFINE)
-#undef ZARN_DEFINE
-
-} // namespace zarn::vector::HWY_NAMESPACE
-HWY_AFTER_NAMESPACE();
-
-#if HWY_ONCE
-namespace zarn::vector {
-
-    #define ZARN_DISPATCH(format)                                                                                      \
-        HWY_EXPORT(bspline_##format);                                                                                  \
-        template <>                                                                                                    \
-        bool bspline_rows<format>(const geometry_job& job, row_range rows) {                                           \
-            return HWY_DYNAMIC_DISPATCH(bspline_##format)(job, rows);                                                  \
-        }
-ZARN_FOR_EACH_REAL_FORMAT(ZARN_DISPATCH)
-
-} // namespace zarn::vector
-#endif
+#define ZARN_KERNELS(apply, format)                                                                                    \
+    apply(bspline_rows, real_bspline, format, (const geometry_job& job, row_range rows), (job, rows))
+#define ZARN_FORMATS ZARN_FOR_EACH_REAL_FORMAT
+#include "kernels/vector/dispatch.inc"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "kernels/vector/rgba_word.h"
+#include "kernels/pixel_word.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/gaussian_blur.cpp"
@@ -15,10 +15,10 @@
 // bits in each part (1001 * 255 * 2^13 < 2^31). Taps at the same distance are added before they are weighed.
 //
 // How they are divided: S = high * 2^13 + low is to be divided by the sum W of the weights, W = wh * 2^13 + wl with
-// wl < 2^13. A weight is at least exp(-2) * 2^26, so low / W < 255 * 2^13 / (exp(-2) * 2^26) < 0.24, and the whole number
-// t nearest to high * 2^13 / W - 0.25, in floats off by less than 0.001, is the whole part of S / W or 1 more. The sign
-// of the remainder S - t * W = (high - t * wh) * 2^13 + (low - t * wl) tells which. t * wh <= 256 * 1001 * 2^13 fits 32
-// bits.
+// wl < 2^13. A weight is at least exp(-2) * 2^26, so low / W < 255 * 2^13 / (exp(-2) * 2^26) < 0.24, and the whole
+// number t nearest to high * 2^13 / W - 0.25, in floats off by less than 0.001, is the whole part of S / W or 1 more.
+// The sign of the remainder S - t * W = (high - t * wh) * 2^13 + (low - t * wl) tells which. t * wh <= 256 * 1001 *
+// 2^13 fits 32 bits.
 
 HWY_BEFORE_NAMESPACE();
 namespace zarn::vector::HWY_NAMESPACE {
@@ -57,7 +57,7 @@ constexpr std::uint32_t group = HWY_LANES(std::uint16_t) / n; // pixels worked o
 constexpr std::uint32_t group_samples = group * n;
 
 HWY_INLINE hn::Mask<hn::Half<hn::ScalableTag<std::uint32_t>>> visible(VP pixels) {
-    return hn::Ne(hn::And(pixels, hn::Set(d_pixels, rgba_word(0, 255))), hn::Zero(d_pixels));
+    return hn::Ne(hn::And(pixels, hn::Set(d_pixels, make_word<rgba_8>(0, 255))), hn::Zero(d_pixels));
 }
 
 HWY_INLINE void store_widened(VP pixels, std::uint16_t* to) {
@@ -66,7 +66,8 @@ HWY_INLINE void store_widened(VP pixels, std::uint16_t* to) {
 
 // 1 in every sample that counts: all of a visible pixel, alpha of an invisible one.
 HWY_INLINE VP ones_of(VP pixels) {
-    return hn::IfThenElse(visible(pixels), hn::Set(d_pixels, rgba_word(1, 1)), hn::Set(d_pixels, rgba_word(0, 1)));
+    return hn::IfThenElse(visible(pixels), hn::Set(d_pixels, make_word<rgba_8>(1, 1)),
+                          hn::Set(d_pixels, make_word<rgba_8>(0, 1)));
 }
 
 // Weighted sums of the samples of a group. Interleaving leaves one pixel in each 16-byte block: [0] holds the first
@@ -278,8 +279,8 @@ bool gaussian_vertical(const gaussian_pass& pass, row_range rows) {
     const std::uint32_t radius = weights.radius;
     const auto* source = static_cast<const std::uint32_t*>(job.temporary);
     auto* image = static_cast<std::uint32_t*>(job.image);
-    const VP blurs_colour = hn::Set(d_pixels, rgba_word(job.blur_colour ? 255 : 0, 0));
-    const VP blurs_alpha = hn::Set(d_pixels, rgba_word(0, job.blur_alpha ? 255 : 0));
+    const VP blurs_colour = hn::Set(d_pixels, make_word<rgba_8>(job.blur_colour ? 255 : 0, 0));
+    const VP blurs_alpha = hn::Set(d_pixels, make_word<rgba_8>(0, job.blur_alpha ? 255 : 0));
     divisor in_row[gaussian_strip];
     for (std::uint32_t i = 0; i < count; ++i) {
         const std::uint32_t row = rows.start + i;

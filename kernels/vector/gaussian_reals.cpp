@@ -272,30 +272,8 @@ bool blur_real_columns(const gaussian_pass& pass, row_range rows) {
 
 } // namespace
 
-#define ZARN_DEFINE(format)                                                                                            \
-    bool horizontal_##format(const gaussian_pass& pass, row_range rows) { return blur_real_rows<format>(pass, rows); } \
-    bool vertical_##format(const gaussian_pass& pass, row_range rows) { return blur_real_columns<format>(pass, rows); }
-ZARN_FOR_EACH_REAL_FORMAT(ZARN_DEFINE)
-#undef ZARN_DEFINE
-
-} // namespace zarn::vector::HWY_NAMESPACE
-HWY_AFTER_NAMESPACE();
-
-#if HWY_ONCE
-namespace zarn::vector {
-
-    #define ZARN_DISPATCH(format)                                                                                      \
-        HWY_EXPORT(horizontal_##format);                                                                               \
-        HWY_EXPORT(vertical_##format);                                                                                 \
-        template <>                                                                                                    \
-        bool gaussian_horizontal<format>(const gaussian_pass& pass, row_range rows) {                                  \
-            return HWY_DYNAMIC_DISPATCH(horizontal_##format)(pass, rows);                                              \
-        }                                                                                                              \
-        template <>                                                                                                    \
-        bool gaussian_vertical<format>(const gaussian_pass& pass, row_range rows) {                                    \
-            return HWY_DYNAMIC_DISPATCH(vertical_##format)(pass, rows);                                                \
-        }
-ZARN_FOR_EACH_REAL_FORMAT(ZARN_DISPATCH)
-
-} // namespace zarn::vector
-#endif
+#define ZARN_KERNELS(apply, format)                                                                                    \
+    apply(gaussian_horizontal, blur_real_rows, format, (const gaussian_pass& pass, row_range rows), (pass, rows))      \
+        apply(gaussian_vertical, blur_real_columns, format, (const gaussian_pass& pass, row_range rows), (pass, rows))
+#define ZARN_FORMATS ZARN_FOR_EACH_REAL_FORMAT
+#include "kernels/vector/dispatch.inc"

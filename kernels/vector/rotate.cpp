@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "kernels/pixel_word.h"
 #include "kernels/store.h"
-#include "kernels/vector/pixel_words.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/rotate.cpp"
@@ -589,25 +589,7 @@ bool rotate(const rotate_job& job, row_range rows) {
 
 } // namespace
 
-// Dispatch takes functions, not templates.
-#define ZARN_DEFINE(format)                                                                                            \
-    bool rotate_##format(const rotate_job& job, row_range rows) { return rotate<format>(job, rows); }
-ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DEFINE)
-#undef ZARN_DEFINE
-
-} // namespace zarn::vector::HWY_NAMESPACE
-HWY_AFTER_NAMESPACE();
-
-#if HWY_ONCE
-namespace zarn::vector {
-
-    #define ZARN_DISPATCH(format)                                                                                      \
-        HWY_EXPORT(rotate_##format);                                                                                   \
-        template <>                                                                                                    \
-        bool rotate_rows<format>(const rotate_job& job, row_range rows) {                                              \
-            return HWY_DYNAMIC_DISPATCH(rotate_##format)(job, rows);                                                   \
-        }
-ZARN_FOR_EACH_TABULABLE_FORMAT(ZARN_DISPATCH)
-
-} // namespace zarn::vector
-#endif
+#define ZARN_KERNELS(apply, format)                                                                                    \
+    apply(rotate_rows, rotate, format, (const rotate_job& job, row_range rows), (job, rows))
+#define ZARN_FORMATS ZARN_FOR_EACH_TABULABLE_FORMAT
+#include "kernels/vector/dispatch.inc"

@@ -116,24 +116,7 @@ bool real_rotation(const rotate_job& job, row_range rows) {
 
 } // namespace
 
-#define ZARN_DEFINE(format)                                                                                            \
-    bool rotate_##format(const rotate_job& job, row_range rows) { return real_rotation<format>(job, rows); }
-ZARN_FOR_EACH_REAL_FORMAT(ZARN_DEFINE)
-#undef ZARN_DEFINE
-
-} // namespace zarn::vector::HWY_NAMESPACE
-HWY_AFTER_NAMESPACE();
-
-#if HWY_ONCE
-namespace zarn::vector {
-
-    #define ZARN_DISPATCH(format)                                                                                      \
-        HWY_EXPORT(rotate_##format);                                                                                   \
-        template <>                                                                                                    \
-        bool rotate_rows<format>(const rotate_job& job, row_range rows) {                                              \
-            return HWY_DYNAMIC_DISPATCH(rotate_##format)(job, rows);                                                   \
-        }
-ZARN_FOR_EACH_REAL_FORMAT(ZARN_DISPATCH)
-
-} // namespace zarn::vector
-#endif
+#define ZARN_KERNELS(apply, format)                                                                                    \
+    apply(rotate_rows, real_rotation, format, (const rotate_job& job, row_range rows), (job, rows))
+#define ZARN_FORMATS ZARN_FOR_EACH_REAL_FORMAT
+#include "kernels/vector/dispatch.inc"

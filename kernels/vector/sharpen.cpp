@@ -171,26 +171,7 @@ bool sharpen(const sharpen_job& job, row_range rows) {
 
 } // namespace
 
-// Dispatch takes functions, not templates.
-bool sharpen_rgba_8(const sharpen_job& job, row_range rows) { return sharpen<rgba_8>(job, rows); }
-bool sharpen_rgba_16(const sharpen_job& job, row_range rows) { return sharpen<rgba_16>(job, rows); }
-bool sharpen_colour_real_32(const sharpen_job& job, row_range rows) { return sharpen<colour_real_32>(job, rows); }
-bool sharpen_colour_real_16(const sharpen_job& job, row_range rows) { return sharpen<colour_real_16>(job, rows); }
-
-} // namespace zarn::vector::HWY_NAMESPACE
-HWY_AFTER_NAMESPACE();
-
-#if HWY_ONCE
-namespace zarn::vector {
-
-    #define ZARN_DISPATCH(format)                                                                                      \
-        HWY_EXPORT(sharpen_##format);                                                                                  \
-        template <>                                                                                                    \
-        bool sharpen_rows<format>(const sharpen_job& job, row_range rows) {                                            \
-            return HWY_DYNAMIC_DISPATCH(sharpen_##format)(job, rows);                                                  \
-        }
-ZARN_FOR_EACH_RGBA_FORMAT(ZARN_DISPATCH)
-ZARN_FOR_EACH_REAL_COLOUR_FORMAT(ZARN_DISPATCH)
-
-} // namespace zarn::vector
-#endif
+#define ZARN_KERNELS(apply, format)                                                                                    \
+    apply(sharpen_rows, sharpen, format, (const sharpen_job& job, row_range rows), (job, rows))
+#define ZARN_FORMATS(apply) ZARN_FOR_EACH_RGBA_FORMAT(apply) ZARN_FOR_EACH_REAL_COLOUR_FORMAT(apply)
+#include "kernels/vector/dispatch.inc"

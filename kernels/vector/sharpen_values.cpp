@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "kernels/vector/pixel_words.h"
+#include "kernels/pixel_word.h"
 #include "kernels/vector/sharpen.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -253,24 +253,7 @@ bool sharpen(const sharpen_job& job, row_range rows) {
 
 } // namespace
 
-#define ZARN_DEFINE(format)                                                                                            \
-    bool sharpen_##format(const sharpen_job& job, row_range rows) { return sharpen<format>(job, rows); }
-ZARN_FOR_EACH_NARROW_FORMAT(ZARN_DEFINE)
-#undef ZARN_DEFINE
-
-} // namespace zarn::vector::HWY_NAMESPACE
-HWY_AFTER_NAMESPACE();
-
-#if HWY_ONCE
-namespace zarn::vector {
-
-    #define ZARN_DISPATCH(format)                                                                                      \
-        HWY_EXPORT(sharpen_##format);                                                                                  \
-        template <>                                                                                                    \
-        bool sharpen_rows<format>(const sharpen_job& job, row_range rows) {                                            \
-            return HWY_DYNAMIC_DISPATCH(sharpen_##format)(job, rows);                                                  \
-        }
-ZARN_FOR_EACH_NARROW_FORMAT(ZARN_DISPATCH)
-
-} // namespace zarn::vector
-#endif
+#define ZARN_KERNELS(apply, format)                                                                                    \
+    apply(sharpen_rows, sharpen, format, (const sharpen_job& job, row_range rows), (job, rows))
+#define ZARN_FORMATS ZARN_FOR_EACH_NARROW_FORMAT
+#include "kernels/vector/dispatch.inc"
