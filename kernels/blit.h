@@ -31,7 +31,7 @@ struct blit_job {
     std::uint32_t source_y;
     std::uint32_t destination_x; // and of where it goes
     std::uint32_t destination_y;
-    float opacity;
+    double opacity; // a float's value, but where coverage is the opacity of 32-bit values
     bool keep_alpha;
     const custom_blend* custom;
 };

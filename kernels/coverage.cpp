@@ -35,7 +35,7 @@ bool replaces(sample_of<Format> alpha) {
 // One row of a source, composited onto a part of the picture.
 template <class Format>
 void composite_row(const coverage_paint<Format>& paint, const sample_of<Format>* source, std::uint32_t x,
-                   std::uint32_t y, std::uint32_t length, float opacity) {
+                   std::uint32_t y, std::uint32_t length, double opacity) {
     blit_job job{};
     job.destination = paint.pixels;
     job.source = source;
@@ -63,7 +63,7 @@ void composite_alpha(const coverage_paint<Format>& paint, const coverage_span& s
                 source[i * channels<Format> + Format::colours] = paint.scaled[cover];
             }
         }
-        composite_row(paint, source, span.x + done, span.y, length, 1.0f);
+        composite_row(paint, source, span.x + done, span.y, length, 1.0);
         done += length;
     }
 }
@@ -78,7 +78,7 @@ void composite_value(const coverage_paint<Format>& paint, const coverage_span& s
         const std::uint32_t most = std::min(span.length - done, piece);
         std::uint32_t length = span.is_uniform ? most : 1;
         while (length < most && span.covers[done + length] == cover) ++length;
-        composite_row(paint, source, span.x + done, span.y, length, static_cast<float>(cover) / 255.0f);
+        composite_row(paint, source, span.x + done, span.y, length, cover / 255.0);
         done += length;
     }
 }

@@ -45,6 +45,7 @@ public:
     /// Counts the normals (x, y, z, alpha) of the picture by direction into `radar`, which is freed first: see
     /// zarn_nradar_s. Flags: 1 negates x, 4 negates y, 16 swaps the hemispheres. Pixels of alpha 0, those of a zero
     /// vector and those with NaN do not count. 0 bins, or a grayscale image: 0 and "Failed to
-    /// zarn_image_real_16::build_normal_map_radar(). Invalid parameter.". On the calling thread.
+    /// zarn_image_real_16::build_normal_map_radar(). Invalid parameter."; without memory: 0 and "Memory
+    /// Allocation Error: Failed to allocate zarn_nradar_sample_s array.". On the calling thread.
     unsigned int build_normal_map_radar(unsigned int bins, unsigned int flags, zarn_nradar_s& radar);
 };

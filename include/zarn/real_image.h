@@ -83,7 +83,8 @@ public:
     /// Not 0: samples are gamma-encoded, 0: linear. Setting it converts nothing.
     void set_if_is_sRGB(unsigned int value) { ___is_sRGB = value; }
     unsigned int is_sRGB() const { return ___is_sRGB; }
-    /// The caller's mark for save_file(); every create() and free() resets it to 0.
+    /// The caller's mark for save_file(); free() and every create() but a copy of a float
+    /// image reset it to 0.
     void set_if_is_u8_max_256(int value) { ___is_u8_max_256 = value; }
     int is_u8_max_256() const { return ___is_u8_max_256; }
 
@@ -116,7 +117,8 @@ public:
 
     /// Saves with the format and compression codes of the RGBA classes. "exr" and "hdr" are linear: samples are raised
     /// to 2.2 first where is_sRGB(). Other files: with is_u8_max_256() and format 1 or 2, 8-bit RGB or RGBA, encoded
-    /// with 1/2.2 first where not is_sRGB(); else the floats as RGBA.
+    /// with 1/2.2 first where not is_sRGB(); else the floats as RGBA, which few kinds of files hold: a PNG then fails
+    /// without a message, a TIFF is written but is one that cannot be loaded again.
     unsigned int save_file(const wchar_t* path, unsigned int format, unsigned int compression);
 
     // ---- Layout and colour space -----------------------------------------------------------------------------------

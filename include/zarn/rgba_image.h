@@ -228,7 +228,8 @@ public:
     ///
     /// A zero side, or an empty image, fails with the line of the routine ("Failed to
     /// zarn_image_8::___do_downsample()." and the like). A mode above 2 resamples nothing: it only stores the new size
-    /// and returns 1. The pixel array is read with the new sides then, and has transparent black behind its old end.
+    /// and returns 1. The pixel array is read with the new sides then, and has transparent black behind its old end;
+    /// where there is no memory for that: 0, with the message of create().
     unsigned int resample(unsigned int width, unsigned int height, unsigned int mode);
 
     /// Turns the picture clockwise by an angle in radians about its centre, bilinearly, on a canvas that holds the

@@ -208,7 +208,7 @@ void blend_rows(const blit_job& job, row_range rows) {
         alpha[i] = Format::full;
         raised[i] = job.keep_alpha ? sample{0} : Format::full;
     }
-    const mixing<sample> m{set(Format::to_unit), set(job.opacity), hn::LoadU(DS<sample>(), alpha),
+    const mixing<sample> m{set(Format::to_unit), set(static_cast<float>(job.opacity)), hn::LoadU(DS<sample>(), alpha),
                            hn::LoadU(DS<sample>(), raised)};
 
     const auto at = [](const blit_picture& picture, std::uint32_t x, std::uint32_t y) {
@@ -233,7 +233,7 @@ void blend_rows(const blit_job& job, row_range rows) {
 
 template <class Format>
 bool blend([[maybe_unused]] std::uint32_t mode, const blit_job& job, [[maybe_unused]] row_range rows) {
-    if (!(job.opacity >= 0.0f && job.opacity <= 1.0f)) return false;
+    if (!(job.opacity >= 0.0 && job.opacity <= 1.0)) return false;
     if constexpr (is_supported<Format>) {
     #define ZARN_BLEND_ROWS(name) blend_rows<Format, name>,
         static constexpr blit_rows kernels[] = {ZARN_FOR_EACH_BLEND_MODE(ZARN_BLEND_ROWS)};
