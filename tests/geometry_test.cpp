@@ -67,32 +67,24 @@ TYPED_TEST(geometry, crop_to_pixels) {
         EXPECT_TRUE(same_picture(picture, *image)) << one.name;
         EXPECT_EQ(left, expected[0]) << one.name;
         EXPECT_EQ(top, expected[1]) << one.name;
-        EXPECT_EQ(image->is_valid(), picture.width ? 1u : 0u) << one.name;
         EXPECT_EQ(image->get_pixel_array() != nullptr, picture.width != 0) << one.name;
     }
 }
 
-TYPED_TEST(geometry, resize_canvas_by_position) {
+TYPED_TEST(geometry, resize_canvas) {
     const auto pixel = image_traits<TypeParam>::to_pixel(fill);
     constexpr std::uint32_t growths[][2] = {{0, 0}, {3, 0}, {0, 3}, {1, 1}, {5, 2}};
-    for (const picture_case& one : this->cases) {
-        for (unsigned position = 0; position <= 4; ++position) {
-            for (const auto& growth : growths) {
-                const std::uint32_t w = one.picture.width + growth[0], h = one.picture.height + growth[1];
-                compare<TypeParam>(
-                    one, text(position, w, h),
-                    [&](reference_image& p) { ASSERT_TRUE(reference_resize_canvas(p, w, h, position, fill)); },
-                    [&](TypeParam& image) { return image.resize_canvas(w, h, position, pixel); });
-            }
-        }
-    }
-}
-
-TYPED_TEST(geometry, resize_canvas_by_margins) {
-    const auto pixel = image_traits<TypeParam>::to_pixel(fill);
     constexpr std::uint32_t margins[][4] = {{0, 0, 0, 0}, {1, 2, 3, 4}, {7, 0, 0, 0},
                                             {0, 9, 0, 0}, {0, 0, 5, 0}, {0, 0, 0, 6}};
     for (const picture_case& one : this->cases) {
+        for (unsigned n = 0; n < 5 * 5; ++n) {
+            const unsigned position = n % 5;
+            const std::uint32_t w = one.picture.width + growths[n / 5][0], h = one.picture.height + growths[n / 5][1];
+            compare<TypeParam>(
+                one, text(position, w, h),
+                [&](reference_image& p) { ASSERT_TRUE(reference_resize_canvas(p, w, h, position, fill)); },
+                [&](TypeParam& image) { return image.resize_canvas(w, h, position, pixel); });
+        }
         for (const auto& m : margins) {
             compare<TypeParam>(
                 one, text(m[0], m[1], m[2], m[3]),
@@ -134,9 +126,15 @@ TYPED_TEST(geometry, flips_and_change_of_origin) {
 }
 
 TYPED_TEST(geometry, resample) {
+    const auto check = [](const picture_case& one, std::uint32_t w, std::uint32_t h, unsigned mode) {
+        compare<TypeParam>(
+            one, text(w, h, mode), [&](reference_image& p) { reference_resample(p, w, h, mode); },
+            [&](TypeParam& image) { return image.resample(w, h, mode); });
+    };
     random_numbers random(6);
     for (const picture_case& one : this->cases) {
         const std::uint32_t w = one.picture.width, h = one.picture.height;
+        const std::uint32_t some_w = 1 + random.below(w), some_h = 1 + random.below(h);
         const std::uint32_t sizes[][2] = {{w, h},
                                           {1, 1},
                                           {(w + 1) / 2, (h + 1) / 2},
@@ -145,29 +143,15 @@ TYPED_TEST(geometry, resample) {
                                           {2 * w + 1, 3 * h},
                                           {w + 1, (h + 1) / 2},
                                           {(w + 1) / 2, h + 3},
-                                          {1 + random.below(w), 1 + random.below(h)},
-                                          {1 + random.below(90), 1 + random.below(20)}};
+                                          {some_w, some_h}};
         for (const auto& size : sizes) {
-            for (unsigned mode = 0; mode <= 2; ++mode) {
-                compare<TypeParam>(
-                    one, text(size[0], size[1], mode),
-                    [&](reference_image& p) { reference_resample(p, size[0], size[1], mode); },
-                    [&](TypeParam& image) { return image.resample(size[0], size[1], mode); });
-            }
+            for (unsigned mode = 0; mode <= 2; ++mode) check(one, size[0], size[1], mode);
         }
     }
-}
-
-// Beyond 65535 columns the 32-bit product of a column and a width wraps.
-TYPED_TEST(geometry, resample_of_very_wide_images) {
+    // Beyond 65535 columns the 32-bit product of a column and a width wraps.
     const picture_case wide = {random_picture<TypeParam>(70000, 2, upper_left, alpha_kind::any, 3), 3, "70000 x 2"};
     constexpr std::uint32_t runs[][3] = {{300, 2, 0}, {66001, 1, 0}, {69999, 2, 2}, {66000, 3, 2}, {66000, 3, 0}};
-    for (const auto& run : runs) {
-        compare<TypeParam>(
-            wide, text(run[0], run[1], run[2]),
-            [&](reference_image& p) { reference_resample(p, run[0], run[1], run[2]); },
-            [&](TypeParam& image) { return image.resample(run[0], run[1], run[2]); });
-    }
+    for (const auto& run : runs) check(wide, run[0], run[1], run[2]);
 }
 
 // Deliberate: the size is stored although nothing was resampled.
@@ -195,13 +179,6 @@ TYPED_TEST(geometry, rotate) {
             }
         }
     }
-}
-
-TYPED_TEST(geometry, canvas_of_a_quarter_turn) {
-    loaded_image<TypeParam> image(random_picture<TypeParam>(100, 50, upper_left, alpha_kind::opaque, 1), 2);
-    ASSERT_EQ(image->rotate(pi / 2, 0), 1u);
-    EXPECT_EQ(image->get_width(), 51u);
-    EXPECT_EQ(image->get_height(), 100u);
 }
 
 } // namespace zarn_test

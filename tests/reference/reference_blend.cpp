@@ -99,19 +99,11 @@ std::uint64_t reference_blend(unsigned mode, std::uint64_t destination, std::uin
 }
 
 void reference_blit(reference_image& destination, reference_image source, const reference_blit_call& call) {
-    for (std::int64_t v = call.source_y; v < source.height && v - call.source_y < call.height; ++v) {
-        for (std::int64_t u = call.source_x; u < source.width && u - call.source_x < call.width; ++u) {
-            const std::int64_t x = call.x + (u - call.source_x), y = call.y + (v - call.source_y);
-            if (x < 0 || y < 0 || x >= destination.width || y >= destination.height) continue;
-            std::uint32_t* d = destination.at_picture(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y));
-            const std::uint32_t* s = source.at_picture(static_cast<std::uint64_t>(u), static_cast<std::uint64_t>(v));
-            if (destination.full > 65535) {
-                composite<double>(destination, d, s, call);
-            } else {
-                composite<float>(destination, d, s, call);
-            }
-        }
-    }
+    const auto at = [](reference_image& of, std::uint64_t x, std::uint64_t y) { return of.at_picture(x, y); };
+    each_drawn_pixel(destination, source, call, at, [&](std::uint32_t* d, const std::uint32_t* s) {
+        if (destination.full > 65535) composite<double>(destination, d, s, call);
+        if (destination.full <= 65535) composite<float>(destination, d, s, call);
+    });
 }
 
 } // namespace zarn_test

@@ -9,20 +9,6 @@ namespace zarn_test {
 
 namespace {
 
-// What the taps of a Gaussian add up to.
-struct weighted_sums {
-    double samples[4] = {};
-    double all = 0.0;
-    double visible = 0.0;
-
-    void add(const reference_image& image, const std::uint32_t* pixel, double weight) {
-        all += weight;
-        if (!image.visible(pixel)) return;
-        visible += weight;
-        for (unsigned i = 0; i < image.stride(); ++i) samples[i] += weight * pixel[i];
-    }
-};
-
 double gaussian_weight(std::int64_t distance, float sigma) {
     if (distance == 0) return 1.0; // also where the square of sigma is too small for a float
     const float d = static_cast<float>(distance);
@@ -30,39 +16,42 @@ double gaussian_weight(std::int64_t distance, float sigma) {
     return static_cast<double>(std::exp(-(d * d) / (2.0f * sigma_squared)));
 }
 
+// What the taps within `radius` of a line through a pixel add up to; Real sums weights of a Gaussian or whole pixels.
+template <class Real>
+struct tap_sums {
+    Real samples[4] = {};
+    Real all = 0, visible = 0;
+
+    template <class Weight>
+    tap_sums(const reference_image& image, std::uint32_t x, std::uint32_t row, bool horizontal, std::int64_t radius,
+             Weight&& weight_of) {
+        const std::int64_t position = horizontal ? x : row, length = horizontal ? image.width : image.height;
+        const std::int64_t last = std::min(position + radius, length - 1);
+        for (std::int64_t i = std::max<std::int64_t>(position - radius, 0); i <= last; ++i) {
+            const auto at = static_cast<std::uint64_t>(i);
+            const std::uint32_t* pixel = horizontal ? image.at(at, row) : image.at(x, at);
+            const Real weight = weight_of(i - position);
+            all += weight;
+            if (!image.visible(pixel)) continue;
+            visible += weight;
+            for (unsigned s = 0; s < image.stride(); ++s) samples[s] += weight * pixel[s];
+        }
+    }
+};
+
 // One box pass; `horizontal` averages along rows, else along columns.
 reference_image box_pass(const reference_image& source, std::uint32_t radius, bool blur_colour, bool blur_alpha,
                          bool horizontal) {
     reference_image result = source;
-    const std::int64_t length = horizontal ? source.width : source.height;
-    for (std::uint32_t row = 0; row < source.height; ++row) {
-        for (std::uint32_t x = 0; x < source.width; ++x) {
-            const std::int64_t position = horizontal ? x : row;
-            std::uint64_t sums[4] = {};
-            std::uint64_t visible = 0;
-            std::uint64_t all = 0;
-            for (std::int64_t i = std::max<std::int64_t>(position - radius, 0);
-                 i <= std::min<std::int64_t>(position + radius, length - 1); ++i) {
-                const std::uint64_t at = static_cast<std::uint64_t>(i);
-                const std::uint32_t* pixel = horizontal ? source.at(at, row) : source.at(x, at);
-                ++all;
-                if (!source.visible(pixel)) continue;
-                ++visible;
-                for (unsigned s = 0; s < source.stride(); ++s) sums[s] += pixel[s];
-            }
-            std::uint32_t* out = result.at(x, row);
-            for (unsigned s = 0; s < source.colours; ++s) {
-                if (visible == 0) {
-                    out[s] = 0;
-                } else if (blur_colour) {
-                    out[s] = static_cast<std::uint32_t>(sums[s] / visible);
-                }
-            }
-            if (blur_alpha && source.has_alpha) {
-                out[source.colours] = static_cast<std::uint32_t>(sums[source.colours] / all);
-            }
+    result.each_pixel([&](std::uint32_t* out, std::uint32_t x, std::uint32_t row) {
+        const tap_sums<std::uint64_t> sums(source, x, row, horizontal, radius, [](std::int64_t) { return 1u; });
+        for (unsigned s = 0; s < source.colours; ++s) {
+            if (sums.visible == 0) out[s] = 0;
+            if (sums.visible && blur_colour) out[s] = static_cast<std::uint32_t>(sums.samples[s] / sums.visible);
         }
-    }
+        if (blur_alpha && source.has_alpha)
+            out[source.colours] = static_cast<std::uint32_t>(sums.samples[source.colours] / sums.all);
+    });
     return result;
 }
 
@@ -92,53 +81,29 @@ std::uint32_t sharpened(const reference_image& image, const reference_image& bef
 void reference_gaussian(reference_image& image, float sigma, bool blur_colour, bool blur_alpha) {
     sigma = std::min(sigma, 250.0f);
     const std::int64_t radius = static_cast<std::int64_t>(2.0f * sigma);
-    const std::int64_t width = image.width;
-    const std::int64_t height = image.height;
-
+    const auto pass = [&](const reference_image& source, reference_image& result, bool horizontal, bool colour,
+                          bool alpha) {
+        result.each_pixel([&](std::uint32_t* out, std::uint32_t x, std::uint32_t y) {
+            const tap_sums<double> sums(source, x, y, horizontal, radius,
+                                        [&](std::int64_t distance) { return gaussian_weight(distance, sigma); });
+            for (unsigned i = 0; i < image.colours && colour && sums.visible != 0.0; ++i)
+                out[i] = to_sample(sums.samples[i] / sums.visible, image.full);
+            if (alpha && image.has_alpha)
+                out[image.colours] = to_sample(sums.samples[image.colours] / sums.all, image.full);
+        });
+    };
     reference_image temporary = image.blank(image.width, image.height);
-    for (std::uint32_t y = 0; y < image.height; ++y) {
-        for (std::uint32_t x = 0; x < image.width; ++x) {
-            weighted_sums sums;
-            for (std::int64_t u = std::max<std::int64_t>(x - radius, 0); u <= std::min(width - 1, x + radius); ++u) {
-                sums.add(image, image.at(static_cast<std::uint64_t>(u), y), gaussian_weight(u - x, sigma));
-            }
-            std::uint32_t* out = temporary.at(x, y);
-            for (unsigned i = 0; i < image.colours; ++i) {
-                out[i] = sums.visible != 0.0 ? to_sample(sums.samples[i] / sums.visible, image.full) : 0;
-            }
-            if (image.has_alpha) {
-                out[image.colours] = to_sample(sums.samples[image.colours] / sums.all, image.full);
-            }
-        }
-    }
-    for (std::uint32_t y = 0; y < image.height; ++y) {
-        for (std::uint32_t x = 0; x < image.width; ++x) {
-            weighted_sums sums;
-            for (std::int64_t v = std::max<std::int64_t>(y - radius, 0); v <= std::min(height - 1, y + radius); ++v) {
-                sums.add(temporary, temporary.at(x, static_cast<std::uint64_t>(v)), gaussian_weight(v - y, sigma));
-            }
-            std::uint32_t* out = image.at(x, y);
-            if (blur_colour && sums.visible != 0.0) {
-                for (unsigned i = 0; i < image.colours; ++i) {
-                    out[i] = to_sample(sums.samples[i] / sums.visible, image.full);
-                }
-            }
-            if (blur_alpha && image.has_alpha) {
-                out[image.colours] = to_sample(sums.samples[image.colours] / sums.all, image.full);
-            }
-        }
-    }
+    pass(image, temporary, true, true, true);
+    pass(temporary, image, false, blur_colour, blur_alpha);
 }
 
 reference_image reference_pad_edges(const reference_image& image, std::uint32_t p) {
     reference_image padded = image.blank(image.width + 2 * p, image.height + 2 * p);
-    for (std::uint32_t y = 0; y < padded.height; ++y) {
-        for (std::uint32_t x = 0; x < padded.width; ++x) {
-            const std::uint32_t u = std::min(std::max(x, p) - p, image.width - 1);
-            const std::uint32_t v = std::min(std::max(y, p) - p, image.height - 1);
-            padded.copy_pixel(padded.at(x, y), image.at(u, v));
-        }
-    }
+    padded.each_pixel([&](std::uint32_t* pixel, std::uint32_t x, std::uint32_t y) {
+        const std::uint32_t u = std::min(std::max(x, p) - p, image.width - 1);
+        const std::uint32_t v = std::min(std::max(y, p) - p, image.height - 1);
+        padded.copy_pixel(pixel, image.at(u, v));
+    });
     return padded;
 }
 
@@ -194,47 +159,36 @@ void reference_expand_where_alpha(reference_image& image, std::uint32_t iteratio
     threshold = std::min(threshold, image.full - 1);
     const reference_image before = image;
     bool any = false;
-    for (std::uint32_t row = 0; row < image.height; ++row) {
-        for (std::uint32_t x = 0; x < image.width; ++x) any = any || image.alpha(image.at(x, row)) > threshold;
-    }
+    image.each_pixel([&](const std::uint32_t* p, auto, auto) { any = any || image.alpha(p) > threshold; });
     if (!any) return;
 
     const auto for_each_alpha = [&image](auto&& change) {
-        for (std::uint32_t row = 0; row < image.height; ++row) {
-            for (std::uint32_t x = 0; x < image.width; ++x) change(image.at(x, row)[image.colours], x, row);
-        }
+        image.each_pixel(
+            [&](std::uint32_t* p, std::uint32_t x, std::uint32_t row) { change(p[image.colours], x, row); });
     };
     for_each_alpha([&](std::uint32_t& alpha, auto, auto) { alpha = alpha > threshold ? opaque : 0; });
 
-    const std::int64_t width = image.width;
-    const std::int64_t height = image.height;
+    const std::int64_t width = image.width, height = image.height;
     for (std::uint32_t pass = 0; iterations == 0 || pass < iterations; ++pass) {
         bool filled = false;
-        for (std::int64_t y = 0; y < height; ++y) {
-            for (std::int64_t x = 0; x < width; ++x) {
-                std::uint32_t* pixel = image.at(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y));
-                if (image.visible(pixel)) continue;
-                std::uint64_t sums[3] = {};
-                std::uint64_t count = 0;
-                for (std::int64_t dy = -1; dy <= 1; ++dy) {
-                    for (std::int64_t dx = -1; dx <= 1; ++dx) {
-                        if (dx < 0 && !(x > 0)) continue;
-                        if (dx > 0 && !(x < width - 2)) continue;
-                        if (dy < 0 && !(y > 0)) continue;
-                        if (dy > 0 && !(y < height - 2)) continue;
-                        const std::uint32_t* neighbour =
-                            image.at(static_cast<std::uint64_t>(x + dx), static_cast<std::uint64_t>(y + dy));
-                        if (image.alpha(neighbour) != opaque) continue;
-                        for (unsigned i = 0; i < image.colours; ++i) sums[i] += neighbour[i];
-                        ++count;
-                    }
-                }
-                if (count == 0) continue;
-                for (unsigned i = 0; i < image.colours; ++i) pixel[i] = static_cast<std::uint32_t>(sums[i] / count);
-                pixel[image.colours] = marker;
-                filled = true;
+        image.each_pixel([&](std::uint32_t* pixel, std::int64_t x, std::int64_t y) {
+            if (image.visible(pixel)) return;
+            std::uint64_t sums[3] = {}, count = 0;
+            for (int n = 0; n < 9; ++n) {
+                const std::int64_t dx = n % 3 - 1, dy = n / 3 - 1;
+                if ((dx < 0 && x == 0) || (dx > 0 && x >= width - 2)) continue;
+                if ((dy < 0 && y == 0) || (dy > 0 && y >= height - 2)) continue;
+                const std::uint32_t* neighbour =
+                    image.at(static_cast<std::uint64_t>(x + dx), static_cast<std::uint64_t>(y + dy));
+                if (image.alpha(neighbour) != opaque) continue;
+                for (unsigned i = 0; i < image.colours; ++i) sums[i] += neighbour[i];
+                ++count;
             }
-        }
+            if (count == 0) return;
+            for (unsigned i = 0; i < image.colours; ++i) pixel[i] = static_cast<std::uint32_t>(sums[i] / count);
+            pixel[image.colours] = marker;
+            filled = true;
+        });
         if (!filled) break;
         for_each_alpha([&](std::uint32_t& alpha, auto, auto) { alpha = alpha == marker ? opaque : alpha; });
     }

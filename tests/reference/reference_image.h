@@ -50,6 +50,23 @@ struct reference_image {
     void copy_pixel(std::uint32_t* to, const std::uint32_t* from) const {
         for (unsigned i = 0; i < stride(); ++i) to[i] = from[i];
     }
+
+    // Calls work(pixel, x, row) for every pixel in memory order.
+    template <class Work>
+    void each_pixel(Work&& work) {
+        for (std::uint32_t row = 0; row < height; ++row) {
+            for (std::uint32_t x = 0; x < width; ++x) work(at(x, row), x, row);
+        }
+    }
+    // Becomes a picture of another size; pixel_for(x, y) gives the pixel that comes to column x, picture row y.
+    template <class PixelFor>
+    void rearrange(std::uint32_t new_width, std::uint32_t new_height, PixelFor&& pixel_for) {
+        reference_image result = blank(new_width, new_height);
+        result.each_pixel([&](std::uint32_t* pixel, std::uint32_t x, std::uint32_t row) {
+            copy_pixel(pixel, pixel_for(x, static_cast<std::uint32_t>(result.memory_row(row))));
+        });
+        *this = result;
+    }
 };
 
 inline bool operator==(const reference_image& a, const reference_image& b) {

@@ -220,24 +220,19 @@ constexpr float (*blends[25])(float, float) = {
 void real_blit(real_picture& destination, real_picture source, const reference_blit_call& call,
                const std::function<void(float, float*, const float*)>& custom) {
     const unsigned colours = destination.colours();
-    for (std::int64_t v = call.source_y; v < source.height && v - call.source_y < call.height; ++v) {
-        for (std::int64_t u = call.source_x; u < source.width && u - call.source_x < call.width; ++u) {
-            const std::int64_t x = call.x + (u - call.source_x), y = call.y + (v - call.source_y);
-            if (x < 0 || y < 0 || x >= destination.width || y >= destination.height) continue;
-            float* d = destination.at(static_cast<std::uint64_t>(x), static_cast<std::uint64_t>(y));
-            const float* raw = source.at(static_cast<std::uint64_t>(u), static_cast<std::uint64_t>(v));
-            const float alpha = raw[source.colours()], weight = alpha * call.opacity;
-            float s[3] = {raw[0], raw[source.is_grey ? 0 : 1], raw[source.is_grey ? 0 : 2]};
-            if (destination.is_grey && !source.is_grey) s[0] = 0.299f * s[0] + 0.587f * s[1] + 0.114f * s[2];
-            if (call.mode == 25 || call.flags == 0) d[colours] = call.mode == 25 ? alpha : std::max(d[colours], alpha);
-            if (call.mode == 26) custom(weight, d, raw);
-            for (unsigned c = 0; call.mode <= 25 && c < colours; ++c) {
-                const float mixed =
-                    call.mode == 25 ? s[c] : d[c] * (1.0f - weight) + blends[call.mode](d[c], s[c]) * weight;
-                d[c] = destination.stored(static_cast<double>(mixed));
-            }
+    const auto at = [](real_picture& of, std::uint64_t x, std::uint64_t y) { return of.at(x, y); };
+    each_drawn_pixel(destination, source, call, at, [&](float* d, const float* raw) {
+        const float alpha = raw[source.colours()], weight = alpha * call.opacity;
+        float s[3] = {raw[0], raw[source.is_grey ? 0 : 1], raw[source.is_grey ? 0 : 2]};
+        if (destination.is_grey && !source.is_grey) s[0] = 0.299f * s[0] + 0.587f * s[1] + 0.114f * s[2];
+        if (call.mode == 25 || call.flags == 0) d[colours] = call.mode == 25 ? alpha : std::max(d[colours], alpha);
+        if (call.mode == 26) custom(weight, d, raw);
+        for (unsigned c = 0; call.mode <= 25 && c < colours; ++c) {
+            const float mixed =
+                call.mode == 25 ? s[c] : d[c] * (1.0f - weight) + blends[call.mode](d[c], s[c]) * weight;
+            d[c] = destination.stored(static_cast<double>(mixed));
         }
-    }
+    });
 }
 
 void real_sharpen(real_picture& picture, float amount, std::uint32_t thread_limit) {

@@ -8,20 +8,14 @@ namespace zarn_test {
 
 namespace {
 
-template <class Map>
-void change_colours(reference_image& image, Map&& map) {
-    for (std::size_t i = 0; i < image.samples.size(); ++i) {
-        if (i % image.stride() < image.colours) image.samples[i] = map(image.samples[i]);
-    }
-}
-
-// `map` takes and gives a real number; it is called with float or double.
+// Every colour sample becomes what `map` gives for it, a real number; it is called with float or double.
 template <class Map>
 void change_reals(reference_image& image, Map&& map) {
-    change_colours(image, [&](std::uint32_t c) {
-        const double value = image.full > 65535 ? map(static_cast<double>(c)) : map(static_cast<float>(c));
-        return to_sample(value, image.full);
-    });
+    for (std::size_t i = 0; i < image.samples.size(); ++i) {
+        std::uint32_t& c = image.samples[i];
+        if (!image.is_colour(i)) continue;
+        c = to_sample(image.full > 65535 ? map(static_cast<double>(c)) : map(static_cast<float>(c)), image.full);
+    }
 }
 
 // Into 0..most; what is not a number becomes 0.
@@ -109,18 +103,17 @@ void reference_gamma(reference_image& image, float gamma) {
 
 void reference_negative(reference_image& image, bool invert_colour, bool invert_alpha) {
     for (std::size_t i = 0; i < image.samples.size(); ++i) {
-        const bool invert = i % image.stride() < image.colours ? invert_colour : invert_alpha;
-        if (invert) image.samples[i] = static_cast<std::uint32_t>(image.full - image.samples[i]);
+        if (image.is_colour(i) ? invert_colour : invert_alpha)
+            image.samples[i] = static_cast<std::uint32_t>(image.full - image.samples[i]);
     }
 }
 
 void reference_grayscale(reference_image& image, float red_weight, float green_weight, float blue_weight) {
-    for (std::size_t i = 0; i < image.samples.size(); i += image.stride()) {
-        std::uint32_t* p = image.samples.data() + i;
+    image.each_pixel([&](std::uint32_t* p, auto, auto) {
         const float sum = (static_cast<float>(p[1]) * green_weight + static_cast<float>(p[0]) * red_weight) +
                           static_cast<float>(p[2]) * blue_weight;
         p[0] = p[1] = p[2] = to_sample(sum, image.full);
-    }
+    });
 }
 
 void reference_normalize(reference_image& image) {
@@ -131,23 +124,21 @@ void reference_normalize(reference_image& image) {
                                     static_cast<float>(p[2]) * k);
     };
     float least = 1.0f, greatest = 0.0f;
-    for (std::size_t i = 0; i < image.samples.size(); i += image.stride()) {
-        const std::uint32_t* p = image.samples.data() + i;
-        if (!image.visible(p)) continue;
+    image.each_pixel([&](const std::uint32_t* p, auto, auto) {
+        if (!image.visible(p)) return;
         const float lightness = hsl_of(p).lightness;
         if (lightness < least) least = lightness;
         if (lightness > greatest) greatest = lightness;
-    }
+    });
     if (!(least < greatest)) return; // nothing visible, or all of one lightness
-    for (std::size_t i = 0; i < image.samples.size(); i += image.stride()) {
-        std::uint32_t* p = image.samples.data() + i;
-        if (!image.visible(p)) continue;
+    image.each_pixel([&](std::uint32_t* p, auto, auto) {
+        if (!image.visible(p)) return;
         reference_hsl colour = hsl_of(p);
         colour.lightness = (colour.lightness - least) / (greatest - least);
         float rgb[3];
         reference_hsl_to_rgb(colour, rgb);
         for (unsigned c = 0; c < 3; ++c) p[c] = to_sample(rgb[c] * static_cast<float>(image.full), image.full);
-    }
+    });
 }
 
 } // namespace zarn_test
