@@ -9,7 +9,6 @@
 #include <filesystem>
 #include <iterator>
 #include <map>
-#include <memory>
 #include <set>
 #include <string>
 #include <thread>
@@ -72,67 +71,43 @@ protected:
     temporary_folder folder;
 };
 
-struct unload {
-    void operator()(FIBITMAP* bitmap) const { FreeImage_Unload(bitmap); }
-};
-using bitmap_ptr = std::unique_ptr<FIBITMAP, unload>;
-
-template <class Stored>
-Stored* row_of(const bitmap_ptr& bitmap, unsigned y) {
-    return reinterpret_cast<Stored*>(FreeImage_GetScanLine(bitmap.get(), static_cast<int>(y)));
-}
-
 // ---- Bitmap types --------------------------------------------------------------------------------------------------
 
-template <class Image>
-class bitmap_types : public image_files {
-protected:
-    using sample = typename image_traits<Image>::sample;
-    static constexpr float full = static_cast<float>(image_traits<Image>::full);
+// 32-bit integers and reals go through what the 8 bits of the class hold.
+int low(double value) {
+    if (std::isnan(value) || std::fabs(value) >= 9223372036854775808.0) return 0;
+    return static_cast<std::uint8_t>(static_cast<std::int64_t>(value));
+}
+int expected_of(BYTE v) { return v; }
+int expected_of(int v) { return low(static_cast<float>(v) * 1.5259022e-05f * 255.0f); } // both kinds of 16 bits
+int expected_of(DWORD v) { return low(static_cast<float>(v) * 2.3283064e-10f * 255.0f); }
+int expected_of(float v) { return low(powf(v, 0.45454544f) * 255.0f); }
+int expected_of(double v) { return low(pow(v, 0.45454543828964233) * 255.0); }
 
-    static sample low(double value) {
-        if (std::isnan(value) || std::fabs(value) >= 9223372036854775808.0) return 0;
-        return static_cast<sample>(static_cast<std::int64_t>(value));
+// A bitmap whose samples are `values` over and over, loaded from a TIFF: `place` tells which of a pixel's samples are
+// red, green, blue and alpha, -1 that there is no alpha.
+template <class Stored>
+void check_bitmap(const fs::path& path, FREE_IMAGE_TYPE type, int bits, const int (&place)[4],
+                  const std::vector<Stored>& values) {
+    SCOPED_TRACE(text("type", type, "bits", bits));
+    constexpr unsigned width = 5, height = 7; // rows of 2- and 6-byte pixels have padding
+    const auto samples = static_cast<unsigned>(static_cast<std::size_t>(bits) / (8 * sizeof(Stored)));
+    const bitmap_ptr bitmap(FreeImage_AllocateT(type, width, height, bits));
+    for (unsigned i = 0; i < width * height * samples; ++i) {
+        row_of<Stored>(bitmap, i / (width * samples))[i % (width * samples)] = values[i % values.size()];
     }
-    static sample expected(BYTE v) { return full == 255.0f ? v : low(static_cast<float>(v) * 0.003921569f * full); }
-    static sample expected(int v) {
-        return low(static_cast<float>(v) * 1.5259022e-05f * full);
-    } // both kinds of 16 bits
-    static sample expected(DWORD v) { return low(static_cast<float>(v) * 2.3283064e-10f * full); }
-    static sample expected(float v) { return low(powf(v, 0.45454544f) * full); }
-    static sample expected(double v) { return low(pow(v, 0.45454543828964233) * static_cast<double>(full)); }
-
-    // A bitmap whose samples are `values` over and over, loaded from a TIFF: `place` tells which of a pixel's samples
-    // are red, green, blue and alpha, -1 that there is no alpha.
-    template <class Stored>
-    void check(FREE_IMAGE_TYPE type, int bits, const int (&place)[4], const std::vector<Stored>& values) {
-        SCOPED_TRACE(text("type", type, "bits", bits));
-        constexpr unsigned width = 5; // rows of 2- and 6-byte pixels have padding
-        constexpr unsigned height = 7;
-        const auto samples = static_cast<unsigned>(static_cast<std::size_t>(bits) / (8 * sizeof(Stored)));
-        const bitmap_ptr bitmap(FreeImage_AllocateT(type, width, height, bits));
-        for (unsigned i = 0; i < width * height * samples; ++i) {
-            row_of<Stored>(bitmap, i / (width * samples))[i % (width * samples)] = values[i % values.size()];
-        }
-        const fs::path path = folder / "type.tif";
-        ASSERT_TRUE(FreeImage_Save(FIF_TIFF, bitmap.get(), path.string().c_str(), TIFF_NONE));
-        zarn_owned<Image> loaded;
-        ASSERT_EQ(loaded->load_file(path.wstring().c_str()), 1u);
-        reference_image picture = image_traits<Image>::blank(width, height, lower_left);
-        for (unsigned i = 0; i < width * height; ++i) {
-            const Stored* stored = row_of<Stored>(bitmap, i / width) + i % width * samples;
-            for (unsigned c = 0; c < 4; ++c) {
-                picture.samples[i * 4 + c] = place[c] < 0 ? image_traits<Image>::full : expected(stored[place[c]]);
-            }
-        }
-        EXPECT_TRUE(same_picture(picture, *loaded));
+    ASSERT_TRUE(FreeImage_Save(FIF_TIFF, bitmap.get(), path.string().c_str(), TIFF_NONE));
+    image loaded;
+    ASSERT_EQ(load(loaded, path), 1u);
+    for (unsigned i = 0; i < width * height; ++i) {
+        const Stored* stored = row_of<Stored>(bitmap, i / width) + i % width * samples;
+        rgba wanted;
+        for (unsigned c = 0; c < 4; ++c) wanted[c] = place[c] < 0 ? 255 : expected_of(stored[place[c]]);
+        EXPECT_EQ(rgba_of(loaded->get_pixel(i % width, i / width)), wanted);
     }
-};
+}
 
-using rgba_types = ::testing::Types<zarn_image_8>;
-TYPED_TEST_SUITE(bitmap_types, rgba_types, image_type_names);
-
-TYPED_TEST(bitmap_types, convert_by_their_formulas) {
+TEST_F(image_files, of_every_bitmap_type_convert_by_their_formulas) {
     random_numbers random(5);
     std::vector<BYTE> u8;
     std::vector<WORD> u16 = {0, 1, 256, 257, 258, 65534, 65535};
@@ -148,20 +123,20 @@ TYPED_TEST(bitmap_types, convert_by_their_formulas) {
     }
     std::vector<double> f64(f32.begin(), f32.end());
     f64.insert(f64.end(), {0.1, 1e300});
-
-    this->check(FIT_BITMAP, 32, {FI_RGBA_RED, FI_RGBA_GREEN, FI_RGBA_BLUE, FI_RGBA_ALPHA}, u8);
-    this->check(FIT_BITMAP, 24, {FI_RGBA_RED, FI_RGBA_GREEN, FI_RGBA_BLUE, -1}, u8);
-    this->check(FIT_UINT16, 16, {0, 0, 0, -1}, u16);
-    this->check(FIT_INT16, 16, {0, 0, 0, -1}, i16);
-    this->check(FIT_UINT32, 32, {0, 0, 0, -1}, u32);
-    this->check(FIT_INT32, 32, {0, 0, 0, -1}, u32);
-    this->check(FIT_FLOAT, 32, {0, 0, 0, -1}, f32);
-    this->check(FIT_DOUBLE, 64, {0, 0, 0, -1}, f64);
-    this->check(FIT_COMPLEX, 128, {0, 0, 0, 1}, f64);
-    this->check(FIT_RGB16, 48, {0, 1, 2, -1}, u16);
-    this->check(FIT_RGBA16, 64, {0, 1, 2, 3}, u16);
-    this->check(FIT_RGBF, 96, {0, 1, 2, -1}, f32);
-    this->check(FIT_RGBAF, 128, {0, 1, 2, 3}, f32);
+    const fs::path path = folder / "type.tif";
+    check_bitmap(path, FIT_BITMAP, 32, {FI_RGBA_RED, FI_RGBA_GREEN, FI_RGBA_BLUE, FI_RGBA_ALPHA}, u8);
+    check_bitmap(path, FIT_BITMAP, 24, {FI_RGBA_RED, FI_RGBA_GREEN, FI_RGBA_BLUE, -1}, u8);
+    check_bitmap(path, FIT_UINT16, 16, {0, 0, 0, -1}, u16);
+    check_bitmap(path, FIT_INT16, 16, {0, 0, 0, -1}, i16);
+    check_bitmap(path, FIT_UINT32, 32, {0, 0, 0, -1}, u32);
+    check_bitmap(path, FIT_INT32, 32, {0, 0, 0, -1}, u32);
+    check_bitmap(path, FIT_FLOAT, 32, {0, 0, 0, -1}, f32);
+    check_bitmap(path, FIT_DOUBLE, 64, {0, 0, 0, -1}, f64);
+    check_bitmap(path, FIT_COMPLEX, 128, {0, 0, 0, 1}, f64);
+    check_bitmap(path, FIT_RGB16, 48, {0, 1, 2, -1}, u16);
+    check_bitmap(path, FIT_RGBA16, 64, {0, 1, 2, 3}, u16);
+    check_bitmap(path, FIT_RGBF, 96, {0, 1, 2, -1}, f32);
+    check_bitmap(path, FIT_RGBAF, 128, {0, 1, 2, 3}, f32);
 }
 
 // ---- Formats on load -----------------------------------------------------------------------------------------------
@@ -377,7 +352,7 @@ TEST_F(image_files, of_float_samples_are_linear_and_upright) {
             float largest_error = 0;
             for (unsigned i = 0; i < picture_width * picture_height * components; ++i) {
                 const unsigned x = i / components % picture_width, y = i / components / picture_width;
-                const float stored = row_of<float>(bitmap, picture_height - 1 - y)[x * components + i % components];
+                const float stored = row_of<float>(bitmap, y)[x * components + i % components];
                 const float v = static_cast<float>(picture_pixel(x, y)[i % components]);
                 const float wanted = powf(v * 0.003921569f, 2.2f);
                 EXPECT_NEAR(stored, wanted, wanted * one.relative + one.absolute);
@@ -501,10 +476,7 @@ TEST_F(image_files, that_are_not_saved_say_why) {
         EXPECT_EQ(messages(*picture), expected);
     }
 
-    for (const char* name : {"a.png", "a.exr", "a.unknown"}) {
-        EXPECT_EQ(save(empty, folder / name, 2), 0u);
-        EXPECT_FALSE(fs::exists(folder / name));
-    }
+    EXPECT_EQ(save(empty, folder / "a.png", 2) + save(empty, folder / "a.exr", 10), 0u);
     EXPECT_EQ(messages(*empty), texts{});
 
     // Sizes are refused before a pixel is looked at, so one pixel is enough.

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include <FreeImage.h>
 
 #include "tests/support/temporary_folder.h"
 
@@ -56,5 +59,21 @@ const std::vector<image_fixture>& image_fixtures();
 
 // The fixture called `name`; ends the program when there is none.
 const image_fixture& image_fixture_named(const std::string& name);
+
+// A bitmap of FreeImage's own.
+struct unload_bitmap {
+    void operator()(FIBITMAP* bitmap) const { FreeImage_Unload(bitmap); }
+};
+using bitmap_ptr = std::unique_ptr<FIBITMAP, unload_bitmap>;
+
+// Row y counted from the top.
+template <class Stored>
+Stored* row_of(const bitmap_ptr& bitmap, unsigned y) {
+    const unsigned last = FreeImage_GetHeight(bitmap.get()) - 1;
+    return reinterpret_cast<Stored*>(FreeImage_GetScanLine(bitmap.get(), static_cast<int>(last - y)));
+}
+
+// What image_fixtures() is made of: formats that are written byte by byte.
+void add_fixtures_by_hand(std::vector<image_fixture>& list);
 
 } // namespace zarn_test

@@ -1,4 +1,5 @@
-#include "tests/support/image_fixtures_by_hand.h"
+// The fixtures of formats that are written byte by byte here: BMP variants, ICO, DDS, PSD, PCX, SGI, RAS.
+#include "tests/support/image_fixtures.h"
 
 #include <algorithm>
 #include <cstring>
@@ -249,14 +250,13 @@ void add_fixtures_by_hand(std::vector<image_fixture>& list) {
     add("dds_rgba", content::rgba, u8, true, make_dds('a', 1, 1));
     add("dds_rgba_mipmaps", content::rgba, u8, true, make_dds('a', 5, 1));
     add("dds_rgba_cubemap", content::rgba, u8, true, make_dds('a', 5, 6));
-    for (bool packed : {false, true}) {
-        const std::string end = packed ? "_rle" : "";
-        add(("psd_grey" + end).c_str(), content::grey, u8, true, make_psd(content::grey, 8, packed));
-        add(("psd_rgb" + end).c_str(), content::rgb, u8, true, make_psd(content::rgb, 8, packed));
-        add(("psd_rgba" + end).c_str(), content::rgba, u8, true, make_psd(content::rgba, 8, packed));
-        add(("psd_grey_u16" + end).c_str(), content::grey, u16, true, make_psd(content::grey, 16, packed));
-        add(("psd_rgb_u16" + end).c_str(), content::rgb, u16, true, make_psd(content::rgb, 16, packed));
-        add(("psd_rgba_u16" + end).c_str(), content::rgba, u16, true, make_psd(content::rgba, 16, packed));
+    for (const char* name : {"psd_grey", "psd_rgb", "psd_rgba"}) {
+        const content kind = name[5] == 'r' ? content::grey : name[7] == 'a' ? content::rgba : content::rgb;
+        for (bool packed : {false, true}) {
+            const std::string start = name, end = packed ? "_rle" : "";
+            add((start + end).c_str(), kind, u8, true, make_psd(kind, 8, packed));
+            add((start + "_u16" + end).c_str(), kind, u16, true, make_psd(kind, 16, packed));
+        }
     }
     add("pcx_palette", content::rgb, u8, true, make_pcx(true));
     add("pcx_rgb", content::rgb, u8, true, make_pcx(false));
