@@ -407,57 +407,42 @@ TYPED_TEST(real_image, strange_samples_stay_within_reach) {
     using image = TypeParam;
     constexpr auto in = [](float v) { return TestFixture::in(v); };
     struct operation {
-        std::string name;
+        const char* name;
         std::size_t reach; // the most pixels of the result that one pixel counts for
         std::function<unsigned(image&)> run;
     };
     std::vector<operation> operations = {
         {"gaussian", 49, [=](image& i) { return i.gaussian_blur(in(1.5f), 0, 1, 1); }},
-        {"wide gaussian", 441, [=](image& i) { return i.gaussian_blur(in(5.0f), 0, 1, 1); }},
         {"fast gaussian", 441, [=](image& i) { return i.gaussian_blur(in(3.5f), 1, 1, 1); }},
         {"box", 25, [](image& i) { return i.box_blur(2, 1, 1); }},
         {"area", 4, [](image& i) { return i.resample(13, 11, 0); }},
         {"B-spline", 81, [](image& i) { return i.resample(82, 62, 2); }},
         {"rotation", 9, [](image& i) { return i.rotate(0.5, 1); }},
         {"expansion", 9999, [=](image& i) { return i.expand_where_alpha(0, in(0), 0); }},
-        {"normalize", 9999, [](image& i) { return i.normalize(), 1u; }},
     };
     if constexpr (!is_half<image>)
         operations.push_back({"gaussian 2", 121, [](image& i) { return i.gaussian_blur_2(1.5f, 1, 1); }});
-    // Onto a copy of the backdrop, which has the other layout half of the time.
-    const loaded_real<image> backdrop(random_real<image>(41, 31, false, alpha_kind::any, 6));
-    for (unsigned mode = 0; mode < 25; ++mode) {
-        operations.push_back({text("mode", mode), 1, [&backdrop, mode, in](image& i) {
-                                  zarn_owned<image> target;
-                                  *target = *backdrop;
-                                  target->blit(i, 0, 0, 41, 31, in(0.5f), 0, 0, mode, 1, nullptr, nullptr);
-                                  return i.create(*target);
-                              }});
-    }
     const auto result_of = [](const operation& one, const rp& picture) {
         loaded_real<image> made(picture);
         EXPECT_EQ(one.run(*made), 1u);
         return read_real(*made);
     };
-    for (unsigned turn = 0; turn < 4; ++turn) {
-        const rp clean = random_real<image>(41, 31, turn & 1, turn & 2 ? alpha_kind::sparse : alpha_kind::any, turn);
+    for (const bool grey : {false, true}) {
+        const rp clean = random_real<image>(41, 31, grey, alpha_kind::any, grey);
         for (const operation& one : operations) {
             const rp expected = result_of(one, clean);
-            for (const float strange : {not_a_number, infinity, -infinity, 1e30f}) {
+            for (const float strange : {not_a_number, -infinity, 1e30f}) {
                 for (const bool seen : {false, true}) {
-                    const bool is_mode = one.reach == 1; // a weight of 0 does not undo NaN, and some modes have ends
-                    if (is_mode && !seen) continue;
-                    SCOPED_TRACE(text(one.name, turn, strange, seen));
+                    SCOPED_TRACE(text(one.name, grey, strange, seen));
                     rp dirty = clean;
                     unsigned count = 0;
                     dirty.change_pixels([&](float* pixel) {
                         if (dirty.visible(pixel) == seen && (!seen || count++ == 20))
                             std::fill_n(pixel, dirty.colours(), strange);
                     });
-                    const std::size_t differing =
-                        differing_pixels(expected, result_of(one, dirty), {16.0, 1.0, true}).size();
-                    EXPECT_LE(differing, seen ? one.reach : 0);
-                    EXPECT_GE(differing, seen && !is_mode ? 1u : 0u);
+                    const auto differing = differing_pixels(expected, result_of(one, dirty), {16.0, 1.0, true});
+                    EXPECT_LE(differing.size(), seen ? one.reach : 0);
+                    EXPECT_GE(differing.size(), seen ? 1u : 0u);
                 }
             }
         }

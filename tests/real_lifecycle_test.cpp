@@ -5,6 +5,7 @@
 #include <zarn/image_8_16.h>
 
 #include "tests/support/failing_allocator.h"
+#include "tests/support/operation_table.h"
 #include "tests/support/real_traits.h"
 
 namespace zarn_test {
@@ -51,8 +52,6 @@ TYPED_TEST(real_life, created_from_the_integer_classes) {
         check(grayscale_16(), 1.5259022e-05f);
         check(grayscale_32(), 2.3283064e-10f);
     }
-    EXPECT_EQ(made->create(*zarn_owned<zarn_image_8>()), 1u);
-    this->expect_empty(*made);
 }
 
 TEST(real_lives, floats_and_halves) {
@@ -136,10 +135,9 @@ TYPED_TEST(real_life, flags_follow_the_conversions) {
     this->set_flags(*image);
     EXPECT_EQ(image->convert_to_rgba() + image->convert_to_rgba(), 2u);
     EXPECT_EQ(this->flags(*image), (flag_values{0, 3, 1, -5}));
-    image->convert_to_linear_space();
     EXPECT_EQ(image->convert_to_grayscale(one, one, one) + image->convert_to_grayscale(one, one, one), 2u);
     EXPECT_EQ(image->crop(0, 0, 3, 3) + image->resample(2, 2, 0) + image->rotate(1, 0), 3u);
-    EXPECT_EQ(this->flags(*image), (flag_values{1, 3, 0, -5}));
+    EXPECT_EQ(this->flags(*image), (flag_values{1, 3, 1, -5}));
 }
 
 TYPED_TEST(real_life, borrows) {
@@ -182,30 +180,24 @@ TYPED_TEST(real_life, borrows) {
     EXPECT_EQ(static_cast<float>(array[3]), 0.75f);
 }
 
-// What the operations that only float images have do without pixels, or refuse.
+// What the operations do without pixels, or refuse.
 TYPED_TEST(real_life, images_without_pixels) {
     using image = TypeParam;
-    const auto one = this->in(1);
-    const real_sample<image> pixel[4] = {};
-    for (const unsigned grey : {0u, 1u}) {
-        for (const unsigned height : {0u, 9u}) {
+    for (const table_operation<image>& one : operations_of<image>()) {
+        for (const unsigned grey : {0u, 1u}) {
+            if (one.name == "resize_canvas" || one.name.rfind("crop", 0) == 0) continue; // as of the other classes
+            SCOPED_TRACE(one.name);
             zarn_owned<image> i;
-            i->create(9, height, grey, 0, 0, static_cast<real_sample<image>*>(nullptr), height == 0);
-            EXPECT_EQ(i->get_width(), 9u);
-            EXPECT_EQ(i->convert_to_rgba() + i->convert_to_grayscale(one, one, one) + i->gaussian_blur(one, 0, 1, 1),
-                      0u);
-            EXPECT_EQ(i->blit(*i, 0, 0, 9, 9, one, 0, 0, 0, 0, nullptr, nullptr), 1u);
-            i->clear_alpha(one), i->normalize(one, one), i->adjust_levels(pixel, pixel), i->hue_saturation(one, one);
-            i->adjust_color(one, one, one), i->convert_to_sRGB_space(), i->convert_to_linear_space();
-            EXPECT_TRUE(messages(*i).empty());
+            i->create(9, 9, grey, 0, 0, static_cast<real_sample<image>*>(nullptr), 0);
+            one.run(*i);
+            EXPECT_TRUE(messages(*i).empty() || one.name.rfind("resample", 0) == 0);
             EXPECT_EQ(i->is_valid(), 0u);
-            if constexpr (!is_half<image>) {
-                EXPECT_EQ(i->rotate_by_90(1) + i->gaussian_blur_2(2, 1, 1), 0u);
-                EXPECT_TRUE(messages(*i).empty());
-                ASSERT_EQ(i->create(2, 2, grey, 0, 0, nullptr, 1) + i->gaussian_blur_2(not_a_number, 1, 1), 1u);
-                EXPECT_EQ(messages(*i), lines{L"Failed to zarn_image_real_32::gaussian_blur_2(). Invalid sigma."});
-            }
         }
+    }
+    if constexpr (!is_half<image>) {
+        loaded_real<image> i(random_real<image>(2, 2, true, alpha_kind::any, 1));
+        EXPECT_EQ(i->gaussian_blur_2(not_a_number, 1, 1), 0u);
+        EXPECT_EQ(messages(*i), lines{L"Failed to zarn_image_real_32::gaussian_blur_2(). Invalid sigma."});
     }
 }
 
@@ -250,12 +242,8 @@ TYPED_TEST(real_life, allocations_that_fail) {
     };
     const real_picture picture = random_real<image>(9, 8, false, alpha_kind::sparse, 7);
     const loaded_real<image> source(random_real<image>(9, 8, true, alpha_kind::any, 3));
-    const real_sample<image> levels[] = {in(0.125f), in(0.5f)};
     std::vector<operation> operations = {
         {"exposure", [&](image& i) { return changed(i, [&] { i.exposure(in(0.5f)); }); }, {{records(L"adjust")}}},
-        {"levels",
-         [&](image& i) { return changed(i, [&] { i.adjust_levels(levels, levels); }); },
-         {{records(L"adjust")}}},
         {"to sRGB", [&](image& i) { return changed(i, [&] { i.convert_to_sRGB_space(); }); }, {{records(L"adjust")}}},
         {"normalize",
          [&](image& i) { return changed(i, [&] { i.normalize(); }); },
@@ -268,7 +256,6 @@ TYPED_TEST(real_life, allocations_that_fail) {
          {{records(L"blit")}}},
         {"flip", [](image& i) { return i.flip_vertical(); }, {{no_memory + L"flip array."}, {records(L"flip_canvas")}}},
         {"B-spline", [](image& i) { return i.resample(20, 14, 2); }, replaced(L"resample", L"___do_resample_bicubic")},
-        {"rotate", [](image& i) { return i.rotate(0.7, 1); }, replaced(L"rotate", L"___do_rotate")},
         {"gaussian", [&](image& i) { return i.gaussian_blur(in(2), 0, 1, 1); }, {{temporary}, {records(L"gaussian")}}},
         {"box_blur", [](image& i) { return i.box_blur(2, 1, 1); }, padded({{temporary}, across, down})},
         {"fast gaussian", [&](image& i) { return i.gaussian_blur(in(4.5f), 1, 1, 1); },
@@ -322,14 +309,17 @@ TYPED_TEST(real_life, creation_without_memory_leaves_nothing) {
     using image = TypeParam;
     const loaded_real<image> source(random_real<image>(6, 5, true, alpha_kind::any, 1));
     const loaded_image<zarn_image_16> integers(image_traits<zarn_image_16>::blank(4, 4, upper_left), 1);
-    for (unsigned way = 0; way < 4; ++way) {
+    const std::function<void(image&)> ways[] = {
+        [](image& i) { i.create(4, 3, 0, 1, 1, static_cast<real_sample<image>*>(nullptr), 1); },
+        [&](image& i) { i.create(*source); },
+        [&](image& i) { i.create(*integers); },
+        [&](image& i) { i = *source; },
+    };
+    for (const auto& way : ways) {
         loaded_real<image> target(read_real(*source));
         {
             const allocation_failure failure(1);
-            if (way == 0) target->create(4, 3, 0, 1, 1, static_cast<real_sample<image>*>(nullptr), 1);
-            if (way == 1) target->create(*source);
-            if (way == 2) target->create(*integers);
-            if (way == 3) *target = *source;
+            way(*target);
         }
         this->expect_empty(*target);
         EXPECT_EQ(messages(*target), this->worded({L"Memory Allocation Error: Failed to allocate "
