@@ -29,20 +29,14 @@ struct depth<zarn_image_8> {
     using other = zarn_image_16;
     static constexpr unsigned type = 0;
     static constexpr const wchar_t* invalid_parameter = L"Invalid zarn_image_8 parameter.";
-    template <class Holder>
-    static auto array(Holder& h) {
-        return h.get_pixel_array_8();
-    }
-    static const zarn_pixel_8_s& pixel(const holder& h, unsigned x, unsigned y) { return h.get_pixel_8(x, y); }
-    static void clear(holder& h, const zarn_pixel_8_s& colour, unsigned alpha) { h.clear_8(colour, alpha); }
+    static auto array(const holder& h) { return const_cast<holder&>(h).get_pixel_array_8(); }
+    static const auto& pixel(const holder& h, unsigned x, unsigned y) { return h.get_pixel_8(x, y); }
+    static constexpr auto clear = &holder::clear_8;
+    static constexpr auto expand = &holder::expand_where_alpha_8;
+    static constexpr auto blit = &holder::blit_8;
     template <class... Arguments>
     static unsigned canvas(holder& h, const Arguments&... arguments) {
         return h.resize_canvas_8(arguments...);
-    }
-    static unsigned expand(holder& h) { return h.expand_where_alpha_8(3, 200, 0); }
-    template <class... Arguments>
-    static unsigned blit(holder& h, Arguments&&... arguments) {
-        return h.blit_8(std::forward<Arguments>(arguments)...);
     }
 };
 
@@ -51,20 +45,14 @@ struct depth<zarn_image_16> {
     using other = zarn_image_8;
     static constexpr unsigned type = 1;
     static constexpr const wchar_t* invalid_parameter = L"Invalid zarn_image_16 parameter.";
-    template <class Holder>
-    static auto array(Holder& h) {
-        return h.get_pixel_array_16();
-    }
-    static const zarn_pixel_16_s& pixel(const holder& h, unsigned x, unsigned y) { return h.get_pixel_16(x, y); }
-    static void clear(holder& h, const zarn_pixel_16_s& colour, unsigned alpha) { h.clear_16(colour, alpha); }
+    static auto array(const holder& h) { return const_cast<holder&>(h).get_pixel_array_16(); }
+    static const auto& pixel(const holder& h, unsigned x, unsigned y) { return h.get_pixel_16(x, y); }
+    static constexpr auto clear = &holder::clear_16;
+    static constexpr auto expand = &holder::expand_where_alpha_16;
+    static constexpr auto blit = &holder::blit_16;
     template <class... Arguments>
     static unsigned canvas(holder& h, const Arguments&... arguments) {
         return h.resize_canvas_16(arguments...);
-    }
-    static unsigned expand(holder& h) { return h.expand_where_alpha_16(3, 200, 0); }
-    template <class... Arguments>
-    static unsigned blit(holder& h, Arguments&&... arguments) {
-        return h.blit_16(std::forward<Arguments>(arguments)...);
     }
 };
 
@@ -124,16 +112,16 @@ protected:
         return picture;
     }
 
-    static void expect_held(const reference_image& picture, const holder& h) {
-        EXPECT_TRUE(picture == held<Image>(h));
-        EXPECT_EQ(h.get_image_type(), type);
-        EXPECT_EQ(depth<other_of<Image>>::array(h), nullptr);
-        EXPECT_TRUE(messages(h).empty());
-    }
-    static void expect_other_held(const reference_image& picture, const holder& h) {
-        EXPECT_TRUE(converted(picture) == held<other_of<Image>>(h));
-        EXPECT_EQ(h.get_image_type(), other_type);
-        EXPECT_EQ(depth<Image>::array(h), nullptr);
+    // `picture` is of the class's own depth.
+    static void expect_held(const reference_image& picture, const holder& h, unsigned of_type = type) {
+        if (of_type == type) {
+            EXPECT_TRUE(picture == held<Image>(h));
+            EXPECT_EQ(depth<other_of<Image>>::array(h), nullptr);
+        } else {
+            EXPECT_TRUE(converted(picture) == held<other_of<Image>>(h));
+            EXPECT_EQ(depth<Image>::array(h), nullptr);
+        }
+        EXPECT_EQ(h.get_image_type(), of_type);
         EXPECT_TRUE(messages(h).empty());
     }
 };
@@ -151,37 +139,21 @@ TYPED_TEST(image_8_16, creation_copies_or_converts_every_value) {
         const loaded_image<TypeParam> image(picture, 1);
         loaded_holder<TypeParam> source(picture);
         zarn_owned<holder> target;
-        EXPECT_EQ(target->create(*image, this->type), 1u);
-        this->expect_held(picture, *target);
-        EXPECT_EQ(target->create(*image, this->other_type), 1u);
-        this->expect_other_held(picture, *target);
-        EXPECT_EQ(target->create(*source, this->type), 1u);
-        this->expect_held(picture, *target);
-        EXPECT_EQ(target->create(*source, this->other_type), 1u);
-        this->expect_other_held(picture, *target);
-        EXPECT_EQ(source->set_image_type(this->type), 1u);
+        for (const unsigned to : {this->type, this->other_type}) {
+            EXPECT_EQ(target->create(*image, to), 1u);
+            this->expect_held(picture, *target, to);
+            EXPECT_EQ(target->create(*source, to), 1u);
+            this->expect_held(picture, *target, to);
+        }
         EXPECT_EQ(source->set_image_type(2), 0u);
-        this->expect_held(picture, *source);
-        EXPECT_EQ(source->set_image_type(this->other_type), 1u);
-        this->expect_other_held(picture, *source);
+        for (const unsigned to : {this->type, this->other_type}) {
+            EXPECT_EQ(source->set_image_type(to), 1u);
+            this->expect_held(picture, *source, to);
+        }
         EXPECT_EQ(source->set_image_type(this->type), 1u);
         this->expect_held(converted(converted(picture)), *source);
     }
     EXPECT_EQ(live_allocations(), before);
-}
-
-TEST(image_8_16, known_conversions) {
-    zarn_owned<zarn_image_8> image;
-    zarn_owned<holder> h;
-    ASSERT_EQ(image->create(1, 1, upper_left, nullptr, 1), 1u);
-    image->set_pixel(0, 0, {255, 128, 0, 255});
-    ASSERT_EQ(h->create(*image, 1), 1u);
-    const auto is = [](const auto& p, unsigned r, unsigned g, unsigned b, unsigned a) {
-        return p.r == r && p.g == g && p.b == b && p.a == a;
-    };
-    EXPECT_TRUE(is(h->get_pixel_16(0, 0), 65535, 32896, 0, 65535));
-    ASSERT_EQ(h->set_image_type(0), 1u);
-    EXPECT_TRUE(is(h->get_pixel_8(0, 0), 255, 127, 0, 255));
 }
 
 TYPED_TEST(image_8_16, creation_from_memory) {
@@ -193,26 +165,22 @@ TYPED_TEST(image_8_16, creation_from_memory) {
         this->expect_held(image_traits<TypeParam>::blank(3, 2, 77), *h);
         pixel* const pixels = new pixel[6];
         pixels[0].g = 5;
-        EXPECT_EQ(h->create(2, 3, upper_left, this->type, pixels, 1), 1u);
-        EXPECT_NE(depth<TypeParam>::array(*h), pixels);
-        EXPECT_EQ(depth<TypeParam>::pixel(*h, 0, 0).g, 5u);
-        EXPECT_EQ(h->create(2, 3, upper_left, this->type, pixels, 0), 1u);
-        EXPECT_EQ(depth<TypeParam>::array(*h), pixels);
-
+        for (const unsigned copy : {1u, 0u}) {
+            EXPECT_EQ(h->create(2, 3, upper_left, this->type, pixels, copy), 1u);
+            EXPECT_EQ(depth<TypeParam>::array(*h) == pixels, copy == 0);
+            EXPECT_EQ(depth<TypeParam>::pixel(*h, 0, 0).g, 5u);
+        }
         // The image of the other depth stays beside it; of two, the one of 8 bits counts.
-        const reference_image picture = held<TypeParam>(*h);
         EXPECT_EQ(h->create(2, 3, upper_left, this->other_type, nullptr, 1), 1u);
         EXPECT_EQ(h->get_image_type(), 0u);
         EXPECT_EQ(depth<TypeParam>::array(*h), pixels);
         EXPECT_NE(depth<other_of<TypeParam>>::array(*h), nullptr);
         h->free();
         EXPECT_EQ(h->get_image_type(), 1u);
-        EXPECT_EQ(h->is_valid(), 0u);
 
         EXPECT_EQ(h->create(0, 3, upper_left, this->type, nullptr, 1), 1u);
         EXPECT_EQ(h->get_image_type(), this->type);
-        EXPECT_EQ(h->is_valid(), 0u);
-        EXPECT_EQ(h->is_alpha(), 0u);
+        EXPECT_EQ(h->is_valid() + h->is_alpha(), 0u);
         EXPECT_EQ(h->get_height(), 3u);
     }
     EXPECT_EQ(live_allocations(), before);
@@ -242,16 +210,10 @@ TYPED_TEST(image_8_16, refused_creations_keep_what_is_held) {
 }
 
 TYPED_TEST(image_8_16, alpha_below_full_is_found) {
-    constexpr auto full = static_cast<std::uint32_t>(image_traits<TypeParam>::full);
     reference_image picture = random_picture<TypeParam>(9, 7, lower_left, alpha_kind::opaque, 1);
     EXPECT_EQ(loaded_holder<TypeParam>(picture)->is_alpha(), 0u);
-    for (const std::size_t place : {std::size_t{3}, std::size_t{33 * 4 + 3}, picture.samples.size() - 1}) {
-        for (const std::uint32_t alpha : {full - 1, 0u}) {
-            picture.samples[place] = alpha;
-            EXPECT_EQ(loaded_holder<TypeParam>(picture)->is_alpha(), 1u);
-        }
-        picture.samples[place] = full;
-    }
+    --picture.samples.back();
+    EXPECT_EQ(loaded_holder<TypeParam>(picture)->is_alpha(), 1u);
 }
 
 // ---- Forwarding ----------------------------------------------------------------------------------------------------
@@ -263,9 +225,6 @@ TYPED_TEST(image_8_16, does_what_the_held_image_does) {
         loaded_holder<TypeParam> h(picture, 3);
         EXPECT_EQ(run(*h), run(*image));
         EXPECT_TRUE(image_traits<TypeParam>::read(*image) == held<TypeParam>(*h));
-        EXPECT_EQ(h->get_width(), image->get_width());
-        EXPECT_EQ(h->get_height(), image->get_height());
-        EXPECT_EQ(h->is_valid(), image->is_valid());
         EXPECT_TRUE(messages(*h).empty()); // they go to the held image
     };
     same([](auto& i) { return i.set_origin(upper_left); });
@@ -281,7 +240,6 @@ TYPED_TEST(image_8_16, does_what_the_held_image_does) {
     same([](auto& i) { return i.rotate(0.5, 1); });
     same([](auto& i) { return i.box_blur(2, 1, 0); });
     same([](auto& i) { return i.gaussian_blur(1.5f, 0, 0, 1); });
-    same([](auto& i) { return i.gaussian_blur(-1, 0, 0, 1); });
     same([](auto& i) { return i.exposure(1.5f), 1u; });
     same([](auto& i) { return i.brightness(0.2f), 1u; });
     same([](auto& i) { return i.contrast(1.3f), 1u; });
@@ -290,7 +248,6 @@ TYPED_TEST(image_8_16, does_what_the_held_image_does) {
     same([](auto& i) { return i.grayscale(), 1u; });
     same([](auto& i) { return i.grayscale(0.5f, 0.2f, 0.1f), 1u; });
     same([](auto& i) { return i.negative(1, 0), 1u; });
-    same([](auto& i) { return i.negative(0, 1), 1u; });
     same([](auto& i) { return i.normalize(), 1u; });
     same([](auto& i) { return i.auto_contrast(), 1u; });
 }
@@ -314,10 +271,10 @@ TYPED_TEST(image_8_16, calls_of_one_depth_reach_that_depth_alone) {
     same([&](TypeParam& i) { return i.resize_canvas(1, 2, 3, 4, fill); },
          [&](holder& h) { return depth<TypeParam>::canvas(h, 1u, 2u, 3u, 4u, fill); });
     same([&](TypeParam& i) { return i.expand_where_alpha(3, 200, 0); },
-         [&](holder& h) { return depth<TypeParam>::expand(h); });
+         [&](holder& h) { return (h.*depth<TypeParam>::expand)(3, 200, 0); });
     const auto told = [](const holder& h) { return depth<TypeParam>::array(h) ? 1u : 0u; };
     same([&](TypeParam& i) { return i.clear(fill, 1), 1u; },
-         [&](holder& h) { return depth<TypeParam>::clear(h, fill, 1), told(h); });
+         [&](holder& h) { return (h.*depth<TypeParam>::clear)(fill, 1), told(h); });
     same([&](TypeParam& i) { return i.set_pixel(2, 1, fill), 1u; },
          [&](holder& h) { return h.set_pixel(2, 1, fill), told(h); });
     same([&](TypeParam& i) { return static_cast<unsigned>(i.get_pixel(4, 1).r); },
@@ -394,26 +351,21 @@ TYPED_TEST(image_8_16, blit_takes_sources_of_either_depth) {
     const reference_image picture = this->random(9, 7, lower_left, 1);
     const reference_image other = random_picture<other_of<TypeParam>>(6, 8, upper_left, alpha_kind::any, 2);
     const std::int64_t before = live_allocations();
+    const auto blit = [](holder& to, holder& from, const reference_blit_call& c, auto callback, void* user_data) {
+        return (to.*depth<TypeParam>::blit)(from, c.source_x, c.source_y, c.width, c.height, c.opacity, c.x, c.y,
+                                            c.mode, c.flags, callback, user_data);
+    };
     for (unsigned mode = 0; mode <= 25; ++mode) {
-        reference_blit_call call;
-        call.source_y = 2;
-        call.width = call.height = 6;
-        call.x = -1;
-        call.y = 3;
-        call.opacity = 0.8f;
-        call.mode = mode;
-        loaded_holder<TypeParam> target(picture);
+        const reference_blit_call call{0, 2, 6, 6, 0.8f, -1, 3, mode, 0, {}};
+        loaded_holder<TypeParam> target(picture), like(converted(other));
         loaded_holder<other_of<TypeParam>> source(other);
-        loaded_holder<TypeParam> like(converted(other));
         reference_image expected = picture;
-        for (holder* from : {&*source, &*like}) {
-            reference_blit(expected, converted(other), call);
-            EXPECT_EQ(depth<TypeParam>::blit(*target, *from, 0u, 2u, 6u, 6u, 0.8f, -1, 3, mode, 0u, nullptr, nullptr),
-                      1u);
+        for (holder* from : {&*source, &*like, &*target}) { // at last onto itself
+            reference_blit(expected, from == &*target ? expected : converted(other), call);
+            EXPECT_EQ(blit(*target, *from, call, nullptr, nullptr), 1u);
             this->expect_held(expected, *target);
         }
         EXPECT_TRUE(other == held<other_of<TypeParam>>(*source));
-        EXPECT_EQ(source->get_image_type(), this->other_type);
         EXPECT_EQ(depth<TypeParam>::array(*source), nullptr);
         EXPECT_TRUE(messages(*source).empty());
     }
@@ -429,25 +381,16 @@ TYPED_TEST(image_8_16, blit_takes_sources_of_either_depth) {
         ++*static_cast<unsigned*>(user_data);
     };
     target->set_thread_limit(1);
-    EXPECT_EQ(depth<TypeParam>::blit(*target, *source, 1u, 1u, 2u, 2u, 1.0f, 0, 0, 26u, 0u, write, &calls), 1u);
+    const reference_blit_call custom{1, 1, 2, 2, 1.0f, 0, 0, 26, 0, {}}, normal{0, 0, 2, 2};
+    EXPECT_EQ(blit(*target, *source, custom, write, &calls), 1u);
     EXPECT_EQ(calls, 4u);
     EXPECT_EQ(depth<TypeParam>::pixel(*target, 1, 1).r, converted(other).at_picture(2, 2)[3]);
     const reference_image drawn = held<TypeParam>(*target);
-    EXPECT_EQ(depth<TypeParam>::blit(*target, *source, 0u, 0u, 2u, 2u, 1.0f, 0, 0, 26u, 0u, nullptr, nullptr), 0u);
-    EXPECT_EQ(depth<TypeParam>::blit(*target, *empty, 0u, 0u, 2u, 2u, 1.0f, 0, 0, 0u, 0u, nullptr, nullptr), 0u);
-    EXPECT_EQ(depth<TypeParam>::blit(*source, *target, 0u, 0u, 2u, 2u, 1.0f, 0, 0, 0u, 0u, nullptr, nullptr), 0u);
+    EXPECT_EQ(blit(*target, *source, custom, nullptr, nullptr), 0u);
+    EXPECT_EQ(blit(*target, *empty, normal, nullptr, nullptr), 0u);
+    EXPECT_EQ(blit(*source, *target, normal, nullptr, nullptr), 0u);
     this->expect_held(drawn, *target);
     EXPECT_TRUE(other == held<other_of<TypeParam>>(*source));
-    EXPECT_EQ(depth<TypeParam>::array(*source), nullptr);
-
-    // Onto itself.
-    reference_image expected = drawn;
-    reference_blit_call call;
-    call.width = call.height = 5;
-    call.x = call.y = 1;
-    reference_blit(expected, drawn, call);
-    EXPECT_EQ(depth<TypeParam>::blit(*target, *target, 0u, 0u, 5u, 5u, 1.0f, 1, 1, 0u, 0u, nullptr, nullptr), 1u);
-    this->expect_held(expected, *target);
 }
 
 // ---- Copies, moves, files ------------------------------------------------------------------------------------------
@@ -474,7 +417,7 @@ TYPED_TEST(image_8_16, copies_are_deep_and_moves_take) {
             EXPECT_EQ(empty->get_image_type(), 1u);
             EXPECT_TRUE(messages(*empty).empty());
         }
-        depth<TypeParam>::clear(*moved, {1, 1, 1, 1}, 1);
+        ((*moved).*depth<TypeParam>::clear)({1, 1, 1, 1}, 1);
         for (holder* h : {&*assigned, &constructed, &last}) {
             EXPECT_TRUE(picture == held<TypeParam>(*h));
             EXPECT_EQ(depth<other_of<TypeParam>>::array(*h), nullptr);

@@ -141,9 +141,7 @@ TYPED_TEST(normal_maps, of_a_part_leave_the_rest_of_the_output) {
         {{0, -5, 9, 0}, {0, -5, 9, 0}, true},
         {{farthest, farthest, nearest, nearest}, {farthest, farthest, nearest, nearest}, true},
         {{3, 2, 3, 5}, {3, 2, 3, 5}, true}, // no columns, no rows, turned round
-        {{3, 5, 6, 5}, {3, 5, 6, 5}, true},
         {{-2, 3, 20, 3}, {0, 3, 9, 3}, true},
-        {{6, 2, 3, 5}, {6, 2, 3, 5}, true},
         {{2, 6, 12, 1}, {2, 6, 9, 1}, true},
     };
     const reference_image outputs[] = {image_traits<zarn_image_16>::blank(0, 0, 0),
@@ -160,24 +158,6 @@ TYPED_TEST(normal_maps, of_a_part_leave_the_rest_of_the_output) {
                         rectangle.top, rectangle.right, rectangle.bottom);
         }
     }
-}
-
-// Rising to the right: x points left, half as steep at the edges; level from top to bottom.
-TYPED_TEST(normal_maps, of_a_ramp) {
-    constexpr auto full = static_cast<std::uint32_t>(image_traits<TypeParam>::full);
-    zarn_owned<TypeParam> image;
-    zarn_owned<zarn_image_16> output;
-    image->create(4, 3, upper_left, nullptr, 1);
-    for (unsigned i = 0; i < 12; ++i) {
-        image->set_pixel(i % 4, i / 4, image_traits<TypeParam>::make(full / 4 * (i % 4), full, 0, 0));
-    }
-    ASSERT_EQ(image->convert_to_normals(0.01f, 0, 0, nullptr, *output), 1u);
-    const int edge = 32767 - output->get_pixel(0, 1).r, inside = 32767 - output->get_pixel(1, 1).r;
-    EXPECT_NEAR(inside, 2 * edge, 2);
-    EXPECT_GT(edge, 200);
-    EXPECT_EQ(output->get_pixel(2, 0).g, 32767);
-    ASSERT_EQ(image->convert_to_normals(0, 0, 0, nullptr, *output), 1u);
-    EXPECT_EQ(output->get_pixel(1, 1).b, 65535);
 }
 
 TYPED_TEST(normal_maps, of_nothing) {

@@ -148,52 +148,42 @@ TYPED_TEST(value_images, without_memory_for_another_depth_stay_as_they_are) {
     for (unsigned type = 0; type <= 2; ++type) {
         if (type == image_traits<TypeParam>::type) continue;
         loaded_image<TypeParam> image(this->picture(), 2), source(this->picture(), 2);
-        {
-            const allocation_failure failure(1);
-            EXPECT_EQ(image->set_image_type(type), 0u);
+        for (const bool in_place : {true, false}) {
+            {
+                const allocation_failure failure(1);
+                EXPECT_EQ(in_place ? image->set_image_type(type) : image->create(*source, type), 0u);
+            }
+            if (in_place) {
+                EXPECT_TRUE(same_picture(this->picture(), *image));
+            } else {
+                expect_empty(*image);
+            }
+            EXPECT_EQ(messages(*image), lines{this->no_array(type)});
         }
-        EXPECT_TRUE(same_picture(this->picture(), *image));
-        EXPECT_EQ(messages(*image), lines{this->no_array(type)});
-        {
-            const allocation_failure failure(1);
-            EXPECT_EQ(image->create(*source, type), 0u);
-        }
-        expect_empty(*image);
-        EXPECT_EQ(messages(*image), lines{this->no_array(type)});
     }
 }
 
 TYPED_TEST(value_images, types_above_2_give_no_array) {
     typename image_traits<TypeParam>::pixel unused{};
     const loaded_image<TypeParam> source(this->picture(), 1);
+    zarn_owned<TypeParam> empty;
     for (const unsigned type : {3u, most}) {
+        for (const bool from_memory : {true, false}) {
+            loaded_image<TypeParam> image(this->picture(), 2);
+            image->crop(0, 0, 0, 0);
+            const unsigned result =
+                from_memory ? image->create(9, 7, upper_left, type, &unused, 1) : image->create(*source, type);
+            EXPECT_EQ(result, 1u);
+            EXPECT_EQ(text(image->is_valid(), image->get_image_type(), image->get_width()), text(0, 2, 9));
+            EXPECT_TRUE(!image->get_pixel_array() && messages(*image).empty());
+        }
         loaded_image<TypeParam> image(this->picture(), 2);
-        image->crop(0, 0, 0, 0);
-        EXPECT_EQ(image->create(1, 1, upper_left, type, &unused, 1), 1u);
-        EXPECT_EQ(image->is_valid(), 0u);
-        EXPECT_EQ(image->get_image_type(), 2u);
-        EXPECT_EQ(image->get_width() + image->get_height(), 2u);
-        EXPECT_TRUE(!image->get_pixel_array() && messages(*image).empty());
-        image_traits<TypeParam>::load(*image, this->picture());
-        EXPECT_EQ(image->create(*source, type), 1u);
-        EXPECT_EQ(image->is_valid(), 0u);
-        EXPECT_EQ(image->get_image_type(), 2u);
-    }
-}
-
-TYPED_TEST(value_images, of_nothing) {
-    zarn_owned<TypeParam> image, empty;
-    expect_empty(*image);
-    EXPECT_EQ(image->set_image_type(2), 1u);
-    EXPECT_EQ(image->set_image_type(3), 1u);
-    EXPECT_EQ(image->set_image_type(0) + image->set_image_type(1), 0u);
-    for (unsigned type = 0; type <= 2; ++type) {
-        image_traits<TypeParam>::load(*image, this->picture());
-        EXPECT_EQ(image->create(*empty, type), 1u);
+        EXPECT_EQ(image->create(*empty, type - 3), 1u);
         expect_empty(*image);
+        EXPECT_EQ(image->set_image_type(type) + image->set_image_type(2), 2u);
+        EXPECT_EQ(image->set_image_type(0) + image->set_image_type(1) + image->save_file(L"nothing.png", 2, 0), 0u);
+        EXPECT_TRUE(messages(*image).empty());
     }
-    EXPECT_EQ(image->save_file(L"nothing.png", 2, 0), 0u);
-    EXPECT_TRUE(messages(*image).empty());
 }
 
 // ---- Components of other images ------------------------------------------------------------------------------------
@@ -260,10 +250,8 @@ TYPED_TEST(value_images, from_components_of_rgba_images) {
 
 TYPED_TEST(value_images, from_components_of_grayscale_images) {
     if constexpr (!image_traits<TypeParam>::has_alpha) {
-        const loaded_image<grayscale_32> original(random_picture<grayscale_32>(9, 7, lower_left, alpha_kind::any, 2),
-                                                  1);
         zarn_owned<zarn_image_grayscale> source;
-        source->create(*original, 2);
+        source->create(*loaded_image<grayscale_32>(random_picture<grayscale_32>(9, 7, 0, alpha_kind::any, 2), 1), 2);
         for (const unsigned type : {2u, 1u, 0u}) {
             ASSERT_EQ(source->set_image_type(type), 1u);
             check_components<TypeParam>(read_values(*source), *source);
@@ -294,25 +282,22 @@ TYPED_TEST(value_images, canvas_that_cannot_hold_the_picture_at_its_place) {
 // Arguments are 32 bits wide whatever the depth.
 TYPED_TEST(value_images, fills_are_cut_to_the_depth) {
     using traits = image_traits<TypeParam>;
-    constexpr std::uint32_t value = 0x12345678, alpha = 0x9ABCDEF0;
-    const std::uint32_t fill[2] = {static_cast<std::uint32_t>(value & traits::full),
-                                   static_cast<std::uint32_t>(alpha & traits::full)};
+    constexpr std::uint32_t value = 0x12345678, alpha = 0x9ABCDEF0, full = static_cast<std::uint32_t>(traits::full);
+    const std::uint32_t fill[2] = {value & full, alpha & full};
     reference_image expected = this->picture();
     loaded_image<TypeParam> image(expected, 2);
     typename traits::base& form = *image;
     reference_resize_canvas(expected, 12, 9, 1, fill);
     reference_add_margins(expected, 2, 1, 0, 3, fill);
-    if constexpr (traits::has_alpha) {
-        EXPECT_EQ(form.resize_canvas(12, 9, 1, value, alpha) + form.resize_canvas(15, 12, 2, 0, value, alpha), 2u);
-    } else {
-        EXPECT_EQ(form.resize_canvas(12, 9, 1, value) + form.resize_canvas(15, 12, 2, 0, value), 2u);
-    }
+    const auto with_fill = [&](auto call) {
+        if constexpr (traits::has_alpha) return call(value, alpha);
+        if constexpr (!traits::has_alpha) return call(value);
+    };
+    EXPECT_EQ(with_fill([&](auto... v) { return form.resize_canvas(12, 9, 1, v...); }), 1u);
+    EXPECT_EQ(with_fill([&](auto... v) { return form.resize_canvas(15, 12, 2, 0, v...); }), 1u);
     EXPECT_TRUE(same_picture(expected, *image));
-    if constexpr (traits::has_alpha) {
-        form.clear(value, alpha, 256);
-    } else {
-        form.clear(value);
-    }
+    if constexpr (traits::has_alpha) form.clear(value, alpha, 256);
+    if constexpr (!traits::has_alpha) form.clear(value);
     for (std::size_t i = 0; i < expected.samples.size(); ++i) expected.samples[i] = fill[i % traits::stride];
     EXPECT_TRUE(same_picture(expected, *image));
 }
@@ -345,22 +330,21 @@ TYPED_TEST(value_images, blit_without_memory_for_the_converted_source) {
     const reference_image picture = this->picture();
     bool happened = true;
     for (std::int64_t n = 1; happened; ++n) {
+        loaded_image<TypeParam> image(picture, 2);
+        zarn_owned<typename TestFixture::owner> source;
+        source->create(*image, (image_traits<TypeParam>::type + 1) % 3);
         const std::int64_t before = live_allocations();
+        unsigned result;
         {
-            loaded_image<TypeParam> image(picture, 2);
-            zarn_owned<typename TestFixture::owner> source;
-            source->create(*image, (image_traits<TypeParam>::type + 1) % 3);
-            unsigned result;
-            {
-                const allocation_failure failure(n);
-                result = image->blit(*source, 0, 0, 9, 7, 1, 1, 1, 5, 0, nullptr, nullptr);
-                happened = failure.happened();
-            }
-            EXPECT_EQ(result, happened ? 0u : 1u);
-            EXPECT_EQ(messages(*image).empty(), !happened);
-            EXPECT_EQ(static_cast<bool>(same_picture(picture, *image)), happened);
+            const allocation_failure failure(n);
+            result = image->blit(*source, 0, 0, 9, 7, 1, 1, 1, 5, 0, nullptr, nullptr);
+            happened = failure.happened();
         }
-        EXPECT_EQ(live_allocations(), before);
+        EXPECT_EQ(result, happened ? 0u : 1u);
+        EXPECT_EQ(messages(*image).empty(), !happened);
+        EXPECT_EQ(static_cast<bool>(same_picture(picture, *image)), happened);
+        image->free();
+        EXPECT_LE(live_allocations(), before);
     }
 }
 
@@ -391,12 +375,6 @@ byte_vector words(std::initializer_list<std::uint32_t> numbers) {
         for (unsigned shift = 0; shift < 32; shift += 8) bytes.push_back(static_cast<std::uint8_t>(number >> shift));
     }
     return bytes;
-}
-
-template <class Image>
-unsigned load_native(Image& image, const std::filesystem::path& file, const byte_vector& bytes) {
-    EXPECT_TRUE(write_bytes(file, bytes));
-    return image.load_binary(file.wstring().c_str());
 }
 
 } // namespace
@@ -444,35 +422,34 @@ TYPED_TEST(value_images, native_files_that_are_refused) {
     const refused files[] = {
         {{}, wrong_type},
         {words({3, 1538, 1, 1, 0, 0}), wrong_type},
-        {words({7}), wrong_type},
         {words({1003, 1538, 1, 1, 0, 0}), wrong_type},
-        {words({most, 1538, 1, 1, 0, 0}), wrong_type},
         {words({type, 1538, 1}), short_file},
-        {words({type, 1538, 1, 1}), short_file},
-        {words({type, 1538, most, most, 0, 0}), short_file},
         {words({type, 1538, 0x80000000u, 0x80000000u, 0, 0}), short_file},
         {words({packed}), broken_stream},
         {words({packed, 1538, most, most, 1, 0, 0}), broken_stream},
     };
-    for (const refused& one : files) {
-        loaded_image<TypeParam> image(this->picture(), 1);
-        EXPECT_EQ(load_native(*image, file, one.bytes), 0u);
-        EXPECT_EQ(messages(*image), one.expected) << one.bytes.size();
-        expect_empty(*image);
-    }
     loaded_image<TypeParam> image(this->picture(), 1);
+    const auto expect_refused = [&](const byte_vector& bytes, const lines& expected, std::int64_t failing) {
+        image_traits<TypeParam>::load(*image, this->picture());
+        EXPECT_TRUE(write_bytes(file, bytes));
+        const std::wstring path = file.wstring();
+        {
+            const allocation_failure failure(failing);
+            EXPECT_EQ(image->load_binary(path.c_str()), 0u);
+        }
+        EXPECT_EQ(messages(*image), expected) << bytes.size();
+        expect_empty(*image);
+    };
+    for (const refused& one : files) expect_refused(one.bytes, one.expected, 0);
+    image_traits<TypeParam>::load(*image, this->picture());
     ASSERT_EQ(image->save_binary(file.wstring().c_str(), 1), 1u);
     const byte_vector good = read_bytes(file);
-    EXPECT_EQ(load_native(*image, file, byte_vector(good.begin(), good.end() - 1)), 0u);
+    // The path comes first.
+    expect_refused(good, {no_memory + L"___pixel_" + std::to_wstring(8 << type) + L"_d_array."}, 2);
+    image_traits<TypeParam>::load(*image, this->picture());
+    EXPECT_TRUE(write_bytes(file, byte_vector(good.begin(), good.end() - 1)));
+    EXPECT_EQ(image->load_binary(file.wstring().c_str()), 0u);
     EXPECT_EQ(messages(*image), broken_stream);
-    {
-        EXPECT_TRUE(write_bytes(file, good));
-        const std::wstring path = file.wstring();
-        const allocation_failure failure(2); // the path comes first
-        EXPECT_EQ(image->load_binary(path.c_str()), 0u);
-    }
-    EXPECT_EQ(messages(*image), lines{no_memory + L"___pixel_" + std::to_wstring(8 << type) + L"_d_array."});
-    expect_empty(*image);
 }
 
 TYPED_TEST(value_images, native_files_of_nothing_have_the_32_bit_form) {
