@@ -269,8 +269,8 @@ TYPED_TEST(allocation_failures_of_either_depth, leave_messages_and_contents) {
     constexpr unsigned int type = image_traits<image>::full == 255 ? 0 : 1, other = 1 - type;
     const reference_image picture = random_picture<image>(6, 5, lower_left, alpha_kind::any, 7);
     const loaded_image<image> source(picture, 1);
-    const std::wstring made[] = {no_memory + L"zarn_image_8.", no_memory + L"zarn_image_16."};
-    const std::wstring member[] = {no_member, image_traits<zarn_image_16>::message(no_member)};
+    const lines of_class[] = {{no_memory + L"zarn_image_8.", no_member},
+                              {no_memory + L"zarn_image_16.", image_traits<zarn_image_16>::message(no_member)}};
     const std::wstring temporary = no_memory + (type ? L"src_image.___image_16." : L"src_image.___image_8.");
     struct attempt {
         const char* name;
@@ -278,25 +278,18 @@ TYPED_TEST(allocation_failures_of_either_depth, leave_messages_and_contents) {
         bool keeps;
         lines either; // messages, one of which a failure gives
     };
+    const auto blit = [](auto& h, auto& from) {
+        return type ? h.blit_16(from, 0, 0, 6, 5, 1, 0, 0, 5, 0, nullptr, nullptr)
+                    : h.blit_8(from, 0, 0, 6, 5, 1, 0, 0, 5, 0, nullptr, nullptr);
+    };
     const attempt attempts[] = {
-        {"create, copy", [&](auto& h, auto&) { return h.create(*source, type); }, false, {made[type], member[type]}},
-        {"create, convert",
-         [&](auto& h, auto&) { return h.create(*source, other); },
-         false,
-         {made[other], member[other]}},
-        {"assign", [](auto& h, auto& from) { return h = from, h.is_valid(); }, false, {made[other], member[other]}},
-        {"create from memory",
-         [&](auto& h, auto&) { return h.create(3, 2, 0, other, nullptr, 1); },
-         true,
-         {made[other], member[other]}},
-        {"blit",
-         [&](auto& h, auto& from) {
-             return type ? h.blit_16(from, 0, 0, 6, 5, 1, 0, 0, 5, 0, nullptr, nullptr)
-                         : h.blit_8(from, 0, 0, 6, 5, 1, 0, 0, 5, 0, nullptr, nullptr);
-         },
-         true,
-         {temporary}},
-        {"set_image_type", [](auto& h, auto&) { return h.set_image_type(other); }, true, {made[other], member[other]}},
+        {"create, copy", [&](auto& h, auto&) { return h.create(*source, type); }, false, of_class[type]},
+        {"create, convert", [&](auto& h, auto&) { return h.create(*source, other); }, false, of_class[other]},
+        {"assign", [](auto& h, auto& from) { return h = from, h.is_valid(); }, false, of_class[other]},
+        {"create from memory", [&](auto& h, auto&) { return h.create(3, 2, 0, other, nullptr, 1); }, true,
+         of_class[other]},
+        {"blit", blit, true, {temporary}},
+        {"set_image_type", [](auto& h, auto&) { return h.set_image_type(other); }, true, of_class[other]},
     };
     for (const attempt& one : attempts) {
         std::vector<bool> told(one.either.size());

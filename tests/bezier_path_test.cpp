@@ -421,6 +421,7 @@ TEST(bezier_path, lists_that_cannot_grow_leave_a_sound_path) {
     };
     zarn_bezier_path other = path_of({A, B, C, D, E, A});
     other.build_vertex_list(1.0);
+    unsigned int found;
     const operation operations[] = {
         {"push_knot", [](auto& path) { path.push_knot(A, 1, 0); }, true},
         {"insert_knot", [](auto& path) { path.insert_knot(1, E, 1, 0); }, true},
@@ -431,12 +432,7 @@ TEST(bezier_path, lists_that_cannot_grow_leave_a_sound_path) {
         {"create_polygon", [](auto& path) { path.create_polygon(A, 5, 3.0f, 0.0f); }, false},
         {"create_ellipse", [](auto& path) { path.create_ellipse(A, 5, 3); }, false},
         {"create_rect", [](auto& path) { path.create_rect(A, 5, 3, 1); }, false},
-        {"is_collision",
-         [](auto& path) {
-             unsigned int i;
-             path.is_collision(A, 3, i);
-         },
-         true},
+        {"is_collision", [&](auto& path) { path.is_collision(A, 3, found); }, true},
     };
     const points before = {A, B, C, D};
     for (const operation& one : operations) {

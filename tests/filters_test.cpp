@@ -143,20 +143,4 @@ TYPED_TEST(alpha_filters, expand_where_alpha) {
     }
 }
 
-// A lone source far from the corners: many rings, and the last column and row that lend nothing backward.
-TYPED_TEST(alpha_filters, expansion_over_many_rings) {
-    for (const std::uint32_t source : {0u, 37u + 60u * 20u, 59u, 60u * 40u - 1u, 60u * 39u, 60u * 40u - 62u}) {
-        picture_case one = {random_picture<TypeParam>(60, 40, upper_left, alpha_kind::transparent, source), 2,
-                            text("source", source)};
-        one.picture.samples[source * one.picture.stride() + one.picture.colours] =
-            static_cast<std::uint32_t>(one.picture.full);
-        for (const std::uint32_t iterations : {0u, 1u, 19u, 58u, 59u}) {
-            compare<TypeParam>(
-                one, text("iterations", iterations),
-                [&](reference_image& p) { reference_expand_where_alpha(p, iterations, 100, true); },
-                [&](TypeParam& image) { return image.expand_where_alpha(iterations, 100, 1); });
-        }
-    }
-}
-
 } // namespace zarn_test

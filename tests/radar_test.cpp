@@ -15,7 +15,6 @@ namespace zarn_test {
 
 namespace {
 
-using lines = std::vector<std::wstring>;
 constexpr std::uint32_t huge = 0xFFFFFFFF;
 
 void expect_same(const zarn_list<zarn_nradar_sample_s>& actual, const zarn_list<zarn_nradar_sample_s>& expected) {
@@ -52,8 +51,8 @@ real_picture normal_map(std::uint32_t width, std::uint32_t height, std::uint32_t
 zarn_nradar_s measured(const real_picture& picture, unsigned int bins, unsigned int flags = 0) {
     zarn_nradar_s radar;
     half_image image(picture);
-    EXPECT_EQ(image.build_normal_map_radar(bins, flags, radar), 1u);
-    EXPECT_EQ(image.messages(), lines{});
+    EXPECT_EQ(image->build_normal_map_radar(bins, flags, radar), 1u);
+    EXPECT_EQ(messages(*image), lines{});
     return radar;
 }
 
@@ -79,11 +78,11 @@ TEST(radar, is_refused_or_empty) {
     const std::wstring refusal = L"Failed to zarn_image_real_16::build_normal_map_radar(). Invalid parameter.";
     zarn_nradar_s radar = measured(normal_map(5, 5, 1), 9);
     half_image colour(normal_map(5, 5, 1)), grey(random_picture(5, 5, true, 1));
-    EXPECT_EQ(colour.build_normal_map_radar(0, 0, radar), 0u);
-    EXPECT_EQ(colour.messages(), lines{refusal});
+    EXPECT_EQ(colour->build_normal_map_radar(0, 0, radar), 0u);
+    EXPECT_EQ(messages(*colour), lines{refusal});
     expect_same(radar, zarn_nradar_s());
-    EXPECT_EQ(grey.build_normal_map_radar(9, 0, radar), 0u);
-    EXPECT_EQ(grey.messages(), lines{refusal});
+    EXPECT_EQ(grey->build_normal_map_radar(9, 0, radar), 0u);
+    EXPECT_EQ(messages(*grey), lines{refusal});
 
     const zarn_nradar_s of_nothing = measured(real_picture{}, 9, 20);
     EXPECT_EQ(of_nothing.flags, 20u);
@@ -99,9 +98,9 @@ TEST(radar, is_freed_when_memory_is_short) {
             zarn_nradar_s radar = measured(normal_map(5, 5, 1), 9);
             {
                 const allocation_failure failure(n);
-                EXPECT_EQ(image.build_normal_map_radar(7, 0, radar), 0u);
+                EXPECT_EQ(image->build_normal_map_radar(7, 0, radar), 0u);
             }
-            EXPECT_EQ(image.messages(),
+            EXPECT_EQ(messages(*image),
                       lines{L"Memory Allocation Error: Failed to allocate zarn_nradar_sample_s array."});
             expect_same(radar, zarn_nradar_s());
         }

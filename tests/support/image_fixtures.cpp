@@ -72,14 +72,6 @@ bitmap_ptr make_colour(int bits) {
     });
 }
 
-// One sample a pixel: the grey value, scaled.
-template <class Sample>
-bitmap_ptr make_single(FREE_IMAGE_TYPE type, double factor) {
-    return make_bitmap<Sample>(type, 0, [factor](Sample* row, unsigned x, unsigned y) {
-        row[x] = static_cast<Sample>(fixture_grey(x, y) * factor);
-    });
-}
-
 bitmap_ptr make_complex() {
     return make_bitmap<FICOMPLEX>(FIT_COMPLEX, 0, [](FICOMPLEX* row, unsigned x, unsigned y) {
         row[x].r = fixture_grey(x, y) / 255.0;
@@ -87,12 +79,12 @@ bitmap_ptr make_complex() {
     });
 }
 
-// Three or four samples a pixel, in the order red, green, blue, alpha.
+// One sample a pixel, the grey value; or three or four, in the order red, green, blue, alpha; scaled.
 template <class Sample>
-bitmap_ptr make_multiple(FREE_IMAGE_TYPE type, unsigned int samples, double factor) {
+bitmap_ptr make_samples(FREE_IMAGE_TYPE type, unsigned int samples, double factor) {
     return make_bitmap<Sample>(type, 0, [samples, factor](Sample* row, unsigned x, unsigned y) {
         const auto c = fixture_pixel(x, y);
-        const std::uint8_t values[4] = {c.r, c.g, c.b, c.a};
+        const std::uint8_t values[4] = {samples == 1 ? fixture_grey(x, y) : c.r, c.g, c.b, c.a};
         for (unsigned int i = 0; i < samples; ++i) row[x * samples + i] = static_cast<Sample>(values[i] * factor);
     });
 }
@@ -116,17 +108,17 @@ void add_freeimage_fixtures(std::vector<image_fixture>& list) {
     const auto palette = make_palette(true);
     const auto rgb = make_colour(24);
     const auto rgba = make_colour(32);
-    const auto u16 = make_single<WORD>(FIT_UINT16, 257);
-    const auto i16 = make_single<std::int16_t>(FIT_INT16, 128);
-    const auto u32 = make_single<DWORD>(FIT_UINT32, 16843009);
-    const auto i32 = make_single<std::int32_t>(FIT_INT32, 8421504);
-    const auto f32 = make_single<float>(FIT_FLOAT, 1 / 255.0);
-    const auto f64 = make_single<double>(FIT_DOUBLE, 1 / 255.0);
+    const auto u16 = make_samples<WORD>(FIT_UINT16, 1, 257);
+    const auto i16 = make_samples<std::int16_t>(FIT_INT16, 1, 128);
+    const auto u32 = make_samples<DWORD>(FIT_UINT32, 1, 16843009);
+    const auto i32 = make_samples<std::int32_t>(FIT_INT32, 1, 8421504);
+    const auto f32 = make_samples<float>(FIT_FLOAT, 1, 1 / 255.0);
+    const auto f64 = make_samples<double>(FIT_DOUBLE, 1, 1 / 255.0);
     const auto c128 = make_complex();
-    const auto rgb_u16 = make_multiple<WORD>(FIT_RGB16, 3, 257);
-    const auto rgba_u16 = make_multiple<WORD>(FIT_RGBA16, 4, 257);
-    const auto rgb_f32 = make_multiple<float>(FIT_RGBF, 3, 1 / 255.0);
-    const auto rgba_f32 = make_multiple<float>(FIT_RGBAF, 4, 1 / 255.0);
+    const auto rgb_u16 = make_samples<WORD>(FIT_RGB16, 3, 257);
+    const auto rgba_u16 = make_samples<WORD>(FIT_RGBA16, 4, 257);
+    const auto rgb_f32 = make_samples<float>(FIT_RGBF, 3, 1 / 255.0);
+    const auto rgba_f32 = make_samples<float>(FIT_RGBAF, 4, 1 / 255.0);
 
     const auto add = [&list](const char* name, FREE_IMAGE_FORMAT format, const bitmap_ptr& bitmap, int flags,
                              content kind, sample depth, bool exact = true) {
