@@ -154,7 +154,7 @@ TYPED_TEST(bezier_drawing, existing_image_is_composited_as_by_blit) {
                         std::uint32_t& alpha = source.samples[source.colours];
                         alpha = static_cast<std::uint32_t>(cover * alpha / 255);
                     } else {
-                        call.opacity = static_cast<float>(cover) / 255.0f;
+                        call.opacity = static_cast<double>(cover) / 255.0;
                     }
                     reference_blit(expected, source, call);
                 }

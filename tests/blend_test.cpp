@@ -53,11 +53,11 @@ protected:
     static unsigned run(Image& destination, const Image& source, const reference_blit_call& c, callback function = mix,
                         void* user_data = &user_value) {
         if constexpr (!traits::is_rgba)
-            return destination.blit(source, c.source_x, c.source_y, c.width, c.height, c.opacity, c.x, c.y, c.mode,
-                                    c.flags, nullptr, nullptr);
+            return destination.blit(source, c.source_x, c.source_y, c.width, c.height, static_cast<float>(c.opacity),
+                                    c.x, c.y, c.mode, c.flags, nullptr, nullptr);
         if constexpr (traits::is_rgba)
-            return destination.blit(source, c.source_x, c.source_y, c.width, c.height, c.opacity, c.x, c.y, c.mode,
-                                    c.flags, function, user_data);
+            return destination.blit(source, c.source_x, c.source_y, c.width, c.height, static_cast<float>(c.opacity),
+                                    c.x, c.y, c.mode, c.flags, function, user_data);
     }
 
     static void check(const picture_case& destination, const reference_image& source, reference_blit_call call) {

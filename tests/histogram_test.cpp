@@ -97,8 +97,8 @@ TEST(histogram, replaces_what_the_record_held) {
 
 TEST(histogram, is_freed_when_memory_is_short) {
     const lines no_memory = {L"Memory Allocation Error: Failed to allocate build_histogram_a_thread_data_r16_s."};
-    measured(random_picture(6, 5, false, 1), 8); // allocates what the process keeps
-    for (const bool is_grey : {false, true}) {
+    bool is_counted = false; // the first round allocates what the process keeps
+    for (const bool is_grey : {false, false, true}) {
         bool happened = true;
         for (int n = 1; happened; ++n) {
             ASSERT_LT(n, 50);
@@ -115,8 +115,11 @@ TEST(histogram, is_freed_when_memory_is_short) {
                 EXPECT_EQ(messages(*image), happened ? no_memory : lines{});
                 if (happened) expect_same(histogram, zarn_histogram_s());
             }
-            EXPECT_EQ(live_allocations(), before);
+            if (is_counted) {
+                EXPECT_EQ(live_allocations(), before);
+            }
         }
+        is_counted = true;
     }
 }
 

@@ -346,8 +346,9 @@ TYPED_TEST(image_8_16, blit_takes_sources_of_either_depth) {
     const reference_image other = random_picture<other_of<TypeParam>>(6, 8, upper_left, alpha_kind::any, 2);
     const std::int64_t before = live_allocations();
     const auto blit = [](holder& to, holder& from, const reference_blit_call& c, auto callback, void* user_data) {
-        return (to.*depth<TypeParam>::blit)(from, c.source_x, c.source_y, c.width, c.height, c.opacity, c.x, c.y,
-                                            c.mode, c.flags, callback, user_data);
+        return (to.*depth<TypeParam>::blit)(from, c.source_x, c.source_y, c.width, c.height,
+                                            static_cast<float>(c.opacity), c.x, c.y, c.mode, c.flags, callback,
+                                            user_data);
     };
     for (unsigned mode = 0; mode <= 25; ++mode) {
         const reference_blit_call call{0, 2, 6, 6, 0.8f, -1, 3, mode, 0, {}};

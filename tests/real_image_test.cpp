@@ -219,8 +219,9 @@ TYPED_TEST(real_image, blit) {
             operations.add(
                 text("mode", c.mode, "call", n % 3), same_bits, [=, &source](rp& d) { real_blit(d, source, c, mix); },
                 [=, &from](image& i) {
-                    return i.blit(*from, c.source_x, c.source_y, c.width, c.height, TestFixture::in(c.opacity), c.x,
-                                  c.y, c.mode, c.flags, custom_mix<real_sample<image>>, &user_value);
+                    return i.blit(*from, c.source_x, c.source_y, c.width, c.height,
+                                  TestFixture::in(static_cast<float>(c.opacity)), c.x, c.y, c.mode, c.flags,
+                                  custom_mix<real_sample<image>>, &user_value);
                 });
         }
         operations.compare({{random_real<image>(17, 9, grey, alpha_kind::any, 9, low, high), 3, text("turn", turn)}});

@@ -318,7 +318,8 @@ TYPED_TEST(value_images, blit_from_every_depth) {
                 {random_picture<TypeParam>(13, 11, lower_left, alpha_kind::any, turn), 2, "depths"}, text(type, mode),
                 [&](reference_image& p) { reference_blit(p, at_depth(before, p.full), call); },
                 [&](TypeParam& image) {
-                    return image.blit(*source, 1, 0, 20, 6, call.opacity, -2, 3, mode, call.flags, nullptr, nullptr);
+                    return image.blit(*source, 1, 0, 20, 6, static_cast<float>(call.opacity), -2, 3, mode, call.flags,
+                                      nullptr, nullptr);
                 });
             expect_values(before, *source);
             EXPECT_TRUE(messages(*source).empty());

@@ -12,7 +12,7 @@ std::uint64_t reference_blend(unsigned mode, std::uint64_t destination, std::uin
 
 struct reference_blit_call {
     std::uint32_t source_x = 0, source_y = 0, width = 0, height = 0;
-    float opacity = 1.0f;
+    double opacity = 1.0;
     std::int32_t x = 0, y = 0;
     std::uint32_t mode = 0, flags = 0;
     // Stands in for the caller's callback: weight, destination, source, result.

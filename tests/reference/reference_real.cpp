@@ -222,7 +222,7 @@ void real_blit(real_picture& destination, real_picture source, const reference_b
     const unsigned colours = destination.colours();
     const auto at = [](real_picture& of, std::uint64_t x, std::uint64_t y) { return of.at(x, y); };
     each_drawn_pixel(destination, source, call, at, [&](float* d, const float* raw) {
-        const float alpha = raw[source.colours()], weight = alpha * call.opacity;
+        const float alpha = raw[source.colours()], weight = alpha * static_cast<float>(call.opacity);
         float s[3] = {raw[0], raw[source.is_grey ? 0 : 1], raw[source.is_grey ? 0 : 2]};
         if (destination.is_grey && !source.is_grey) s[0] = 0.299f * s[0] + 0.587f * s[1] + 0.114f * s[2];
         if (call.mode == 25 || call.flags == 0) d[colours] = call.mode == 25 ? alpha : std::max(d[colours], alpha);
