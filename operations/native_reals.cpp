@@ -29,8 +29,8 @@ unsigned int load_truncated(image_state& image, native_source& source, std::uint
     clear_errors(floats.errors);
     const owned_pixels array(floats.pixels);
     if (!array) {
-        release_pixels(image);
-        return 0;
+        if (!loaded) release_pixels(image);
+        return loaded; // 1 for an image of no pixels
     }
     image.pixels = allocate_pixels(pixel_count(image), channels * sizeof(half_float::half));
     if (!image.pixels) {

@@ -86,6 +86,13 @@ TYPED_TEST(real_files, native) {
         for (const std::size_t word : {1u, 2u}) expect_refused(load(word, 0xFFFFFFFF, 9999), broken);
         if (is_half<TypeParam>) expect_refused(load(0, 3 + 1000 * compress, 9999), broken); // of floats: too few
     }
+    // Of floats and of no pixels: both classes load it.
+    byte_vector nothing(24, byte_vector::value_type{});
+    nothing[0] = byte_vector::value_type{3};
+    write_bytes(this->folder / "file", nothing);
+    EXPECT_EQ(this->image->load_binary(this->path("file").c_str()), 1u);
+    EXPECT_TRUE(messages(*this->image).empty());
+    this->expect_empty(*this->image);
 }
 
 // From files and from memory, cut off at any length, and with every allocation failing in turn.
