@@ -18,6 +18,7 @@
 #include <zarn/owned.h>
 
 #include "kernels/vector/real_tone.h"
+#include "tests/support/real_traits.h"
 
 namespace zarn_test {
 
@@ -143,8 +144,7 @@ std::vector<named_operation<Image>> operations() {
 
 template <class Image>
 class vector_reals : public ::testing::Test {};
-using real_images = ::testing::Types<zarn_image_real_32, zarn_image_real_16>;
-TYPED_TEST_SUITE(vector_reals, real_images);
+TYPED_TEST_SUITE(vector_reals, real_types, real_type_names);
 
 TYPED_TEST(vector_reals, agree) {
     using sample = sample_of<TypeParam>;
