@@ -11,13 +11,14 @@ namespace zarn_bench {
 namespace {
 
 const char* const preamble =
-    R"(Every operation of `zarn_image_8` and `zarn_image_16` beside OpenCV's nearest equivalent. This page is written by
-`./bench`, which installs OpenCV where it is missing (the library itself never needs it), builds, and times both in one
-program and one run.
+    R"(The operations of the RGBA images, of one-value images (`zarn_image_channel`) and of float images beside OpenCV's
+nearest equivalents. This page is written by `./bench`, which installs OpenCV where it is missing (the library itself
+never needs it), builds, and times both in one program and one run.
 
 How it is measured:
 
-- The same picture on both sides: photo-like RGBA of the depth, with round transparent holes that have soft rims.
+- The same picture on both sides: photo-like RGBA of the depth, with round transparent holes that have soft rims; of one
+  value its green; for regions and distances blobs of one value.
 - The sides take turns call by call, every other round in reverse order; each figure is the median. Calls too short for
   the clock are timed in batches. OpenCV runs with the same number of threads, without OpenCL.
 - An operation of ours replaces its own pixel array, so its image is restored from the source before each call, outside
