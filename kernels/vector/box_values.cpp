@@ -159,7 +159,9 @@ void run_row(const box_line& line, const Sample* source, Sample* out) {
         const std::uint64_t inside = std::clamp(line.source_first, first, until);
         const std::uint64_t beyond = std::clamp(line.source_end, inside, until);
         std::fill(to, to + (inside - first), source[0]);
-        std::memcpy(to + (inside - first), source + (inside - line.source_first), (beyond - inside) * sizeof(Sample));
+        if (inside < beyond) // else it may lie before the source
+            std::memcpy(to + (inside - first), source + (inside - line.source_first),
+                        (beyond - inside) * sizeof(Sample));
         std::fill(to + (beyond - first), to + (until - first), source[line.source_end - line.source_first - 1]);
         std::fill(to + (until - first), to + count, Sample{0});
     };
