@@ -40,6 +40,7 @@ if(WIN32)
         core/platform/files_windows.cpp
         core/platform/memory_windows.cpp
         core/platform/named_lock_windows.cpp
+        core/platform/thread_crew_windows.cpp
     )
 else()
     list(APPEND ZARN_PLATFORM_SOURCES
@@ -47,6 +48,7 @@ else()
         core/platform/files_posix.cpp
         core/platform/memory_posix.cpp
         core/platform/named_lock_posix.cpp
+        core/platform/thread_crew_posix.cpp
     )
 endif()
 

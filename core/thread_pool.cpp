@@ -1,7 +1,7 @@
 #include "core/thread_pool.h"
 
 #include <algorithm>
-#include <exception>
+#include <thread>
 
 zarn_thread_pool::zarn_thread_pool() noexcept
     : ___processor_count(std::max(1u, std::thread::hardware_concurrency()))
@@ -22,14 +22,21 @@ row_bands::row_bands(std::uint32_t first, std::uint32_t last, std::uint32_t coun
 }
 
 std::uint32_t row_bands::run(procedure work, const void* job) noexcept {
+    thread_crew crew(___count);
     std::uint32_t started = 0;
-    try {
-        for (; started < ___count; ++started)
-            ___records[started].thread = std::thread(work, job, ___records[started].rows);
-    } catch (const std::exception&) {
-        // The thread could not be started: the caller learns it from the result.
+    for (; started < ___count; ++started) {
+        record& band = ___records[started];
+        band.work = work;
+        band.job = job;
+        band.thread.argument = &band;
+        band.thread.work = [](void* argument) {
+            const auto& one = *static_cast<const record*>(argument);
+            one.work(one.job, one.rows);
+        };
+        // A refused thread is no failure: the caller learns it from the result.
+        if (!crew.start(band.thread)) break;
     }
-    for (std::uint32_t band = 0; band < started; ++band) ___records[band].thread.join();
+    for (std::uint32_t band = 0; band < started; ++band) thread_crew::join(___records[band].thread);
     return started ? ___records[started - 1].rows.end : ___first;
 }
 

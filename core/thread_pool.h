@@ -2,9 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <thread>
 
 #include "core/owned_array.h"
+#include "core/platform/thread_crew.h"
 #include "core/row_range.h"
 
 // How many threads an object may use. One per object, made by its constructor.
@@ -46,7 +46,9 @@ public:
 private:
     struct record {
         row_range rows;
-        std::thread thread;
+        procedure work;
+        const void* job;
+        crew_thread thread;
     };
 
     owned_array<record> ___records;

@@ -8,6 +8,7 @@
 
 #include <dlfcn.h>
 #include <pthread.h>
+#include <sched.h>
 
 #include <gtest/gtest.h>
 
@@ -166,5 +167,36 @@ TEST(thread_failures, leave_rows_of_the_transform_engine_0) {
     EXPECT_TRUE(image_traits<zarn_image_8>::read(*image) == expected);
     EXPECT_EQ(engine.get_error_stack()->count, 0u);
 }
+
+#if defined(__GLIBC__)
+// Whatever core they are started on.
+TEST(workers, may_run_wherever_their_caller_may) {
+    static const auto cores_of_this_thread = [] {
+        cpu_set_t cores;
+        CPU_ZERO(&cores);
+        EXPECT_EQ(sched_getaffinity(0, sizeof(cores), &cores), 0);
+        return cores;
+    };
+    const cpu_set_t all = cores_of_this_thread();
+    const reference_image picture = random_picture<zarn_image_8>(1, 64, upper_left, alpha_kind::opaque, 1);
+    const loaded_image<zarn_image_8> source(picture, 1);
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(static_cast<unsigned>(sched_getcpu()), &one);
+    for (cpu_set_t cores : {all, one}) {
+        ASSERT_EQ(sched_setaffinity(0, sizeof(cores), &cores), 0);
+        for (const int limit : {CPU_COUNT(&cores), CPU_COUNT(&cores) + 1, 1}) {
+            loaded_image<zarn_image_8> destination(picture, static_cast<unsigned>(limit));
+            const auto compare = [](float, const zarn_pixel_8_s&, const zarn_pixel_8_s&, zarn_pixel_8_s&,
+                                    void* expected) {
+                const cpu_set_t mine = cores_of_this_thread();
+                EXPECT_TRUE(CPU_EQUAL(&mine, static_cast<const cpu_set_t*>(expected)));
+            };
+            EXPECT_EQ(destination->blit(*source, 0, 0, 1, 64, 1.0f, 0, 0, ZARN_BLEND_CUSTOM, 0, compare, &cores), 1u);
+        }
+    }
+    ASSERT_EQ(sched_setaffinity(0, sizeof(all), &all), 0);
+}
+#endif
 
 } // namespace zarn_test
