@@ -9,6 +9,7 @@
 #include <string>
 
 #include <zarn/image_real_16.h>
+#include <zarn/rt_transform.h>
 
 #include "example.h"
 #include "letters.h"
@@ -283,6 +284,27 @@ void show_paths(gallery& g) {
     draw("path_stroke", "path.rasterize_to_image_existing(1, 5.0, colour, 0, image)", 1, 0);
 }
 
+void show_engine(gallery& g) {
+    g.section("Scaling and turning under the user's hand",
+              "`zarn_rt_transform`: each step is made from the kept picture, so that a drag of a thousand steps loses "
+              "nothing.");
+    const auto step = [&](const char* name, const char* code, int width, int height, double angle) {
+        zarn_owned<zarn_image_8> image;
+        image->create(*g.planet);
+        zarn_rt_transform engine;
+        engine.set_thread_limit(2);
+        unsigned done = engine.checkin_image(*image);
+        for (int drag = 1; drag <= 20; ++drag) {
+            done = done && engine.transform(width * drag / 20, height * drag / 20, angle * drag / 20);
+        }
+        g.sound = done && g.sound;
+        g.plate(name, code, *image);
+    };
+    step("engine_scale", "engine.transform(200, 230, 0.0)", 200, 230, 0.0);
+    step("engine_turn", "engine.transform(230, 120, 0.6)", 230, 120, 0.6);
+    step("engine_mirror", "engine.transform(-180, 150, 2.6)", -180, 150, 2.6);
+}
+
 // Results of the examples side by side, for the README.
 void make_strip(gallery& g) {
     constexpr unsigned side = 200, gap = 6;
@@ -334,6 +356,7 @@ int main(int argument_count, char** arguments) {
     show_grading(g);
     show_values(g);
     show_paths(g);
+    show_engine(g);
     std::fprintf(g.page, "\n");
     make_strip(g);
     return std::fclose(g.page) == 0 && g.sound ? 0 : 1;

@@ -1,5 +1,5 @@
-// docs/operations.md tells what the classes do; this makes it from the operations themselves and compares.
-// ZARN_NEW_MATRIX=FILE in the environment writes the page of this build to FILE.
+// docs/operations.md and a table in README.md tell what the classes do; this makes both from the operations themselves
+// and compares. With ZARN_NEW_MATRIX in the environment it writes them anew.
 
 #include <cmath>
 #include <cstdio>
@@ -121,6 +121,23 @@ void watch_not_a_number(matrix& all, const std::string& column, unsigned grey) {
     }
 }
 
+// Which class has which operation, whatever its variants.
+template <class Image>
+void mark_operations(matrix& all, const std::string& column) {
+    for (const table_operation<Image>& operation : operations_of<Image>())
+        all.set('`' + operation.name.substr(0, operation.name.find(',')) + '`', column, "•");
+}
+
+std::string marks() {
+    matrix all({"8, 16", "channel", "grey", "float", "half"});
+    mark_operations<zarn_image_8>(all, "8, 16");
+    mark_operations<grayscale_8>(all, "grey");
+    mark_operations<channel_8>(all, "channel");
+    mark_operations<zarn_image_real_32>(all, "float");
+    mark_operations<zarn_image_real_16>(all, "half");
+    return all.text("");
+}
+
 const char* const preamble = R"(# What the classes do
 
 Made from the table of operations that drives the tests (`tests/support/operation_table.h`); a test compares this page
@@ -163,6 +180,17 @@ std::string page() {
     return preamble + memory.text("") + not_a_number_text + fates.text("");
 }
 
+std::string contents(const std::string& path) {
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+void expect_contents(const std::string& path, const std::string& made) {
+    if (std::getenv("ZARN_NEW_MATRIX")) std::ofstream(path) << made;
+    EXPECT_EQ(contents(path), made);
+}
+
 } // namespace
 
 TEST(operation_matrix, the_page_tells_what_the_library_does) {
@@ -172,11 +200,15 @@ TEST(operation_matrix, the_page_tells_what_the_library_does) {
     const std::string made = page();
     hwy::SetSupportedTargetsForTest(0);
     hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-    if (const char* const path = std::getenv("ZARN_NEW_MATRIX")) std::ofstream(path) << made;
-    std::ifstream file(ZARN_SOURCE_FOLDER "/docs/operations.md");
-    std::stringstream committed;
-    committed << file.rdbuf();
-    EXPECT_EQ(committed.str(), made);
+    expect_contents(ZARN_SOURCE_FOLDER "/docs/operations.md", made);
+}
+
+TEST(operation_matrix, the_readme_tells_which_class_has_which_operation) {
+    const std::string path = ZARN_SOURCE_FOLDER "/README.md", before = contents(path);
+    const std::string first = "| operation | 8, 16 |", last = "|\n\n";
+    const std::size_t start = before.find(first), end = before.find(last, start);
+    ASSERT_NE(end, std::string::npos);
+    expect_contents(path, before.substr(0, start) + marks() + before.substr(end + 2));
 }
 
 } // namespace zarn_test

@@ -75,7 +75,7 @@ std::vector<seconds> time_in_turn(const std::vector<contender>& contenders, cons
     for (unsigned round = 0; round < limits.most_rounds; ++round) {
         const seconds spent = stopwatch::now() - start;
         if (round >= limits.fewest_rounds && spent >= limits.time) break;
-        if (round > 0 && spent >= 4 * limits.time) break;
+        if (round > 0 && spent >= 12 * limits.time) break;
         for (std::size_t turn = 0; turn < count; ++turn) {
             // Every other round backwards: none always follows the same neighbour.
             const std::size_t n = round % 2 ? count - 1 - turn : turn;
