@@ -170,6 +170,8 @@ inline std::vector<operation> operations_of(const pixel_form& form, const std::v
 constexpr bar depth_bar{peer_form::plain, 0.9, 0.9};
 
 // What measurement found in the way of bars that are missed.
+constexpr const char* caller_bound = "By definition it runs on the caller's thread alone; the peer uses both";
+
 constexpr const char* warm_bound =
     "At 1024² the array lies in the caches of the caller's core: two other threads need as long for it as one does "
     "there (140 µs to fill 4 MiB, by one and by two). Streaming stores take twice as long";

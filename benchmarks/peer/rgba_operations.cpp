@@ -86,7 +86,8 @@ std::vector<row> tone_rows() {
          {peer_form::plain, 1.5, 1.5},
          6.0,
          "Ours runs on the caller's thread and skips invisible pixels; the peer stretches over all of them and, of 8 "
-         "bits, rounds hue, lightness and saturation to 8 bits each."},
+         "bits, rounds hue, lightness and saturation to 8 bits each.",
+         caller_bound},
         {"blend_over",
          start_blend_of<Kind>(normal_mode),
          true,

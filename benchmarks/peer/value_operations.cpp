@@ -102,7 +102,7 @@ std::vector<operation> value_operations(unsigned bits) {
                     2.0,
                     "Ours measures to the nearest pixel of another value by dead reckoning, the peer to the nearest of "
                     "0 and to the nearest that is not.",
-                    "",
+                    caller_bound,
                     subject_matter::labels});
     return operations_of({8, 1}, rows);
 }
