@@ -12,7 +12,7 @@ set(CPACK_VERBATIM_VARIABLES ON)
 
 set(CPACK_SOURCE_GENERATOR TGZ)
 set(CPACK_SOURCE_PACKAGE_FILE_NAME "zarn-${PROJECT_VERSION}")
-set(CPACK_SOURCE_IGNORE_FILES "/\\.git/" "/build/" "/\\.cache/")
+set(CPACK_SOURCE_IGNORE_FILES "/\\.git/" "/build/" "/out/" "/\\.cache/")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -37,7 +37,8 @@ else()
     set(CPACK_COMPONENTS_ALL development)
     set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzarn-static-dev)
     set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "${PROJECT_DESCRIPTION}: headers and the static library")
-    set(zarn_static_depends "liblz4-dev, libagg-dev, libhwy-dev")
+    # find_package(zarn) asks pkg-config for the libraries that a static zarn is linked with.
+    set(zarn_static_depends "pkg-config, liblz4-dev, libagg-dev, libhwy-dev")
     if(ZARN_WITH_DEVIL)
         string(APPEND zarn_static_depends ", libdevil-dev")
     endif()

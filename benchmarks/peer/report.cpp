@@ -33,6 +33,8 @@ How it is measured:
 - Both cores are awake when a call begins, as in a program that runs one operation after the other.
 - Freed arrays of up to 32 MiB stay with the process and are used again, as in any process that has worked on images for
   a while; larger ones are fetched from the system each time, on both sides: ours in large pages, which it asks for.
+  A virtual machine whose host takes back free memory pays some ten times as much for pages that are lent anew, in calls
+  that chance picks: at 4096² each figure is the median of at least nine.
 - Operations marked \* differ in meaning from OpenCV's: see the end of the page.
 - Times are nanoseconds per pixel of the source. *1 to 2* is how many times faster ours is with two threads than with
   one. *Peak memory* is the most that is allocated during the call, the image included, as a multiple of the image.

@@ -210,7 +210,8 @@ public:
 
     /// Composites the shape onto the image as blit() does with ZARN_BLEND_NORMAL: the alpha is the source's, on a
     /// channel image coverage / 255 is the opacity. Vertices are picture coordinates; what lies outside is cut off.
-    /// image_type is not read.
+    /// image_type is not read. As in any blend, edges on a transparent image take up the colour that it holds: give it
+    /// the path's own before, by clear(colour, 0).
     unsigned int rasterize_to_image_existing(std::uint8_t stroke, double line_width, const zarn_pixel_8_s& colour,
                                              int even_odd, zarn_image_8& image);
     unsigned int rasterize_to_image_existing(std::uint8_t stroke, double line_width, const zarn_pixel_16_s& colour,

@@ -43,9 +43,10 @@ public:
     unsigned int build_histogram(unsigned int bins, zarn_histogram_s& histogram);
 
     /// Counts the normals (x, y, z, alpha) of the picture by direction into `radar`, which is freed first: see
-    /// zarn_nradar_s. Flags: 1 negates x, 4 negates y, 16 swaps the hemispheres. Pixels of alpha 0, those of a zero
-    /// vector and those with NaN do not count. 0 bins, or a grayscale image: 0 and "Failed to
-    /// zarn_image_real_16::build_normal_map_radar(). Invalid parameter."; without memory: 0 and "Memory
-    /// Allocation Error: Failed to allocate zarn_nradar_sample_s array.". On the calling thread.
+    /// zarn_nradar_s. Samples count as they are, from -1 to 1: those of a stored normal map, as convert_to_normals()
+    /// makes it, lie in 0..1 and have to become 2 v - 1 first. Flags: 1 negates x, 4 negates y, 16 swaps the
+    /// hemispheres. Pixels of alpha 0, those of a zero vector and those with NaN do not count. 0 bins, or a grayscale
+    /// image: 0 and "Failed to zarn_image_real_16::build_normal_map_radar(). Invalid parameter."; without memory: 0 and
+    /// "Memory Allocation Error: Failed to allocate zarn_nradar_sample_s array.". On the calling thread.
     unsigned int build_normal_map_radar(unsigned int bins, unsigned int flags, zarn_nradar_s& radar);
 };

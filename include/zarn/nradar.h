@@ -42,9 +42,9 @@ struct ZARN_API zarn_nradar_v4_s {
 /// What zarn_image_real_16::build_normal_map_radar() counts. It belongs to the caller, who may copy, free and fill it
 /// again; copies are deep, sample by sample, and a copy whose samples cannot be allocated has none.
 ///
-/// The first hemisphere is z < 0 and the second z >= 0; flag 16 swaps them. A normal with |z| > 0.9995 is a pole, which
-/// has no direction; any other falls in bin trunc((atan2(y, -x) + pi) / (2 pi) * (bins - 1) + 0.5), so that the first
-/// bin and the last one share a direction.
+/// The first hemisphere is z < 0 and the second z >= 0, where the normals of ordinary maps lie; flag 16 swaps them. A
+/// normal with |z| > 0.9995 is a pole, which has no direction; any other falls in bin
+/// trunc((atan2(y, -x) + pi) / (2 pi) * (bins - 1) + 0.5), so that the first bin and the last one share a direction.
 struct ZARN_API zarn_nradar_s {
     unsigned int flags;        ///< as the radar was built with; 1: x negated, 4: y negated, 16: hemispheres swapped
     unsigned int total;        ///< first_count + second_count

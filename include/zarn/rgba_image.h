@@ -157,9 +157,10 @@ public:
     /// lower-left.
     ///
     /// format: pixel layout in the file. 0 luminance, 1 RGB, 2 RGBA in 8 bits; 3 RGB, 4 RGBA in 16 bits; 5, 6 and
-    /// above 12 as in memory. "exr" takes 7 RGB, 8 RGBA, 9 red as halves, 10 RGB, 11 RGBA, 12 red as floats and "hdr"
-    /// takes 10 only, both linearised with gamma 2.2; with other formats they fail with "Failed to save EXR.
-    /// Unsupported pixel format." or "Failed to save HDR. Unsupported pixel format.".
+    /// above 12 as in memory. A type without alpha, as JPEG, drops it: invisible pixels show the colour they hold.
+    /// "exr" takes 7 RGB, 8 RGBA, 9 red as halves, 10 RGB, 11 RGBA, 12 red as floats and "hdr" takes 10 only, both
+    /// linearised with gamma 2.2; with other formats they fail with "Failed to save EXR. Unsupported pixel format." or
+    /// "Failed to save HDR. Unsupported pixel format.".
     ///
     /// compression, for DDS: 1 DXT1, 2 DXT3, 3 DXT5, anything else DevIL's default.
     ///
@@ -234,7 +235,10 @@ public:
 
     /// Turns the picture clockwise by an angle in radians about its centre, bilinearly, on a canvas that holds the
     /// whole result; outside the turned picture it is transparent black. Invisible neighbours lend the sampled pixel's
-    /// own colour; results are truncated. An angle of 0 or NaN returns 1 and changes nothing.
+    /// own colour, and where the sampled pixel, the upper left one of the four, is itself invisible so is the result:
+    /// edges of hard alpha come out smooth on two sides and stepped on the others. Results are truncated, so that some
+    /// pixels inside an opaque picture have an alpha one short of full. An angle of 0 or NaN returns 1 and changes
+    /// nothing.
     ///
     /// feather_edges not 0: lowers the alpha of opaque pixels at the edge of the canvas to 75..84 % and of those beside
     /// a fully transparent one to 55..69 %, with std::rand seeded by the new width (the process's generator; guarded
@@ -277,9 +281,10 @@ public:
     /// Grows the colour of opaque pixels into transparent ones, ring by ring: edge padding for texture atlases. Pixels
     /// with alpha above `threshold` (full scale less 1 at most) count as opaque, all others are filled, each with the
     /// mean colour of its opaque neighbours. `iterations` rings at the most, 0 for no limit. In the end alpha is as it
-    /// was (keep_alpha not 0), or full everywhere. The last column never lends colour to its left, the last row never
-    /// upward. Without an opaque pixel nothing changes and 1 is returned. The cost follows the pixels filled.
-    /// Fails with "Memory Allocation Error: Failed to allocate zarn_uchar_8 array.".
+    /// was (keep_alpha not 0), or full everywhere, also beyond the last ring, where the old colours, often black, show.
+    /// The last column never lends colour to its left, the last row never upward. Without an opaque pixel nothing
+    /// changes and 1 is returned. The cost follows the pixels filled. Fails with "Memory Allocation Error: Failed to
+    /// allocate zarn_uchar_8 array.".
     unsigned int expand_where_alpha(unsigned int iterations, sample threshold, unsigned int keep_alpha);
 
     // ---- Tone ------------------------------------------------------------------------------------------------------
