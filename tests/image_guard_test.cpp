@@ -1,5 +1,6 @@
 // The byte guard: sound files of every format pass, the damage that is known to break a decoder does not.
 
+#include <algorithm>
 #include <cctype>
 #include <cstdio>
 #include <cstring>
@@ -228,6 +229,186 @@ TEST(image_guard, refuses_damage) {
         d.apply(bytes);
         const std::wstring path = path_of(fixture, false);
         EXPECT_EQ(judge(bytes, path.c_str(), d.decoder), guard_verdict::damaged) << d.fixture << ", " << d.what;
+    }
+}
+
+// ---- Parts of files that no fixture holds --------------------------------------------------------------------------
+
+namespace {
+
+bytes_t number(std::uint64_t value, unsigned size, bool big_endian) {
+    bytes_t bytes(size);
+    for (unsigned i = 0; i < size; ++i)
+        bytes[big_endian ? size - 1 - i : i] = static_cast<std::uint8_t>(value >> 8 * i);
+    return bytes;
+}
+void add(bytes_t& to, const bytes_t& more) { to.insert(to.end(), more.begin(), more.end()); }
+
+struct exif_entry {
+    unsigned id, type, count, value;
+};
+
+// A TIFF directory at 8, the bytes of `rest` behind it.
+bytes_t exif_of(const std::vector<exif_entry>& entries, unsigned next, const bytes_t& rest, bool big_endian) {
+    bytes_t bytes = big_endian ? bytes_t{'M', 'M', 0, 42} : bytes_t{'I', 'I', 42, 0};
+    const auto put_number = [&](unsigned value, unsigned size) { add(bytes, number(value, size, big_endian)); };
+    put_number(8, 4);
+    put_number(static_cast<unsigned>(entries.size()), 2);
+    for (const exif_entry& e : entries) {
+        put_number(e.id, 2);
+        put_number(e.type, 2);
+        put_number(e.count, 4);
+        put_number(e.value, 4);
+    }
+    put_number(next, 4);
+    add(bytes, rest);
+    return bytes;
+}
+
+// The fixture with one resource in place of its own.
+bytes_t psd_with(unsigned id, const bytes_t& contents) {
+    bytes_t psd = image_fixture_named("psd_rgb").bytes, section = text("8BIM");
+    const std::size_t old = 4 + static_cast<std::size_t>(psd[32] << 8 | psd[33]);
+    add(section, number(id, 2, true));
+    add(section, {0, 0});
+    add(section, number(contents.size(), 4, true));
+    add(section, contents);
+    if (contents.size() % 2) section.push_back(0);
+    bytes_t length = number(section.size(), 4, true);
+    add(length, section);
+    psd.erase(psd.begin() + 30, psd.begin() + 30 + static_cast<std::ptrdiff_t>(old));
+    psd.insert(psd.begin() + 30, length.begin(), length.end());
+    return psd;
+}
+
+} // namespace
+
+TEST(image_guard, follows_camera_notes_inside_psd) {
+    const auto judge_notes = [](const bytes_t& notes) {
+        return judge(psd_with(0x0422, notes), L"a.psd", image_decoder::freeimage);
+    };
+    for (const bool big_endian : {false, true}) {
+        const auto notes = [big_endian](const std::vector<exif_entry>& entries, unsigned next = 0,
+                                        const bytes_t& rest = bytes_t(64)) {
+            return exif_of(entries, next, rest, big_endian);
+        };
+        EXPECT_EQ(judge_notes(notes({{0x0112, 3, 1, 1}})), guard_verdict::accepted);
+        EXPECT_EQ(judge_notes(notes({{0x8769, 4, 1, 0x7fffffff}})), guard_verdict::accepted); // not followed
+        EXPECT_EQ(judge_notes(notes({{0x8769, 4, 1, 8}})), guard_verdict::damaged) << "a directory inside of itself";
+        bytes_t far = notes({{0x0112, 3, 1, 1}});
+        far[big_endian ? 6 : 5] = 0x7f;
+        EXPECT_EQ(judge_notes(far), guard_verdict::damaged) << "a first directory beyond the end";
+        // Two entries, so that what follows the directory is at 38: a maker's name and note.
+        bytes_t canon = text("Canon");
+        canon.resize(8);
+        for (const unsigned type : {3u, 1u}) {
+            bytes_t rest = canon;
+            add(rest, number(1, 2, big_endian));
+            add(rest, number(0x0001, 2, big_endian));
+            add(rest, number(type, 2, big_endian));
+            rest.resize(100);
+            EXPECT_EQ(judge_notes(notes({{0x010f, 2, 6, 38}, {0x927c, 7, 40, 46}}, 0, rest)),
+                      type == 3 ? guard_verdict::accepted : guard_verdict::damaged);
+        }
+        bytes_t fuji = text("FUJIFILM");
+        add(fuji, number(12, 4, big_endian));
+        fuji.resize(100);
+        EXPECT_EQ(judge_notes(notes({{0x927c, 7, 40, 26}}, 0, fuji)), guard_verdict::accepted);
+        EXPECT_EQ(judge_notes(notes({{0x927c, 7, 40, 26}}, 0, bytes_t(41))), guard_verdict::accepted);
+        // A second directory, at 26, names a thumbnail.
+        bytes_t thumbnail = number(2, 2, big_endian);
+        for (const exif_entry& e : {exif_entry{0x0201, 4, 1, 60}, exif_entry{0x0202, 4, 1, 20}}) {
+            add(thumbnail, number(e.id, 2, big_endian));
+            add(thumbnail, number(e.type, 2, big_endian));
+            add(thumbnail, number(e.count, 4, big_endian));
+            add(thumbnail, number(e.value, 4, big_endian));
+        }
+        thumbnail.resize(80);
+        EXPECT_EQ(judge_notes(notes({{0x0112, 3, 1, 1}}, 26, thumbnail)), guard_verdict::damaged) << "no JPEG";
+    }
+    EXPECT_EQ(judge(psd_with(0x040c, bytes_t(27)), L"a.psd", image_decoder::freeimage), guard_verdict::damaged);
+    EXPECT_EQ(judge(psd_with(0x03ed, bytes_t(16)), L"a.psd", image_decoder::freeimage), guard_verdict::accepted);
+    for (const unsigned id : {0x03e8u, 0x03edu, 0x03efu, 0x040au, 0x040du})
+        EXPECT_EQ(judge(psd_with(id, bytes_t(6)), L"a.psd", image_decoder::freeimage), guard_verdict::damaged);
+}
+
+TEST(image_guard, walks_animations) {
+    struct chunk {
+        const char* name;
+        bytes_t data;
+    };
+    const auto animation = [](const std::vector<chunk>& chunks) {
+        bytes_t bytes = text("\x8aMNG\r\n\x1a\n");
+        for (const chunk& c : chunks) {
+            add(bytes, number(c.data.size(), 4, true));
+            add(bytes, text(c.name));
+            add(bytes, c.data);
+            add(bytes, bytes_t(4)); // checksum
+        }
+        return judge(bytes, L"a.mng");
+    };
+    const bytes_t sides = {0, 0, 0, 4, 0, 0, 0, 3, 0, 0, 0, 0}, endless = {0, 0x7f, 0, 0, 0};
+    const bytes_t many_sides = {0, 0x10, 0, 0, 0, 0x10, 0, 0};
+    const bytes_t for_ever = {3, 0, 0, 0, 0, 0, 0x7f, 0, 0, 0};
+    EXPECT_EQ(animation({{"MHDR", sides}, {"IHDR", sides}, {"MEND", {}}}), guard_verdict::accepted);
+    EXPECT_EQ(animation({{"MHDR", sides}, {"IHDR", sides}}), guard_verdict::damaged) << "no end";
+    EXPECT_EQ(animation({{"MHDR", many_sides}, {"MEND", {}}}), guard_verdict::damaged) << "sides beyond its pixels";
+    EXPECT_EQ(animation({{"LOOP", endless}, {"ENDL", {}}, {"MEND", {}}}), guard_verdict::damaged) << "nothing shown";
+    EXPECT_EQ(animation({{"LOOP", endless}, {"IHDR", sides}, {"ENDL", {}}, {"MEND", {}}}), guard_verdict::accepted);
+    EXPECT_EQ(animation({{"TERM", for_ever}, {"FRAM", {}}, {"MEND", {}}}), guard_verdict::damaged) << "own delays";
+    EXPECT_EQ(animation({{"TERM", for_ever}, {"MEND", {}}}), guard_verdict::accepted);
+}
+
+TEST(image_guard, measures_every_texture_code) {
+    struct code {
+        bytes_t letters;
+        unsigned bytes; // of a block of 4 x 4, or a pixel
+        bool blocks;
+    };
+    const code codes[] = {{text("DXT1"), 8, true},    {text("DXT2"), 16, true},   {text("ATI1"), 8, true},
+                          {text("ATI2"), 16, true},   {text("RXGB"), 16, true},   {{36, 0, 0, 0}, 8, false},
+                          {{111, 0, 0, 0}, 2, false}, {{112, 0, 0, 0}, 4, false}, {{113, 0, 0, 0}, 8, false},
+                          {{114, 0, 0, 0}, 4, false}, {{115, 0, 0, 0}, 8, false}, {{116, 0, 0, 0}, 16, false}};
+    for (const code& c : codes) {
+        bytes_t dds = text("DDS ");
+        dds.resize(128);
+        dds[12] = 6; // height
+        dds[16] = 5;
+        dds[76] = 32;
+        dds[80] = 4;
+        std::copy(c.letters.begin(), c.letters.end(), dds.begin() + 84);
+        dds.resize(128 + c.bytes * (c.blocks ? 4 : 30));
+        EXPECT_EQ(judge(dds, L"a.dds"), guard_verdict::accepted) << int{c.letters[0]};
+        dds.pop_back();
+        EXPECT_EQ(judge(dds, L"a.dds"), guard_verdict::damaged) << int{c.letters[0]};
+    }
+}
+
+TEST(image_guard, measures_old_bitmaps_and_icons) {
+    bytes_t bitmap = text("BM");
+    bitmap.resize(26 + 12 * 3 - 3); // 3 x 3 pixels of 24 bits in rows of 12 bytes, the last without its padding
+    put(bitmap, 10, {26, 0, 0, 0, 12, 0, 0, 0, 3, 0, 3, 0, 1, 0, 24});
+    EXPECT_EQ(judge(bitmap, L"a.bmp"), guard_verdict::accepted);
+    bitmap.pop_back();
+    EXPECT_EQ(judge(bitmap, L"a.bmp"), guard_verdict::damaged);
+
+    // Two colours for 4 bits: the index 2 names none.
+    bytes_t icon = {0, 0, 1, 0, 1, 0};
+    icon.resize(22 + 40 + 2 * 4 + 4 + 4);
+    put(icon, 18, {22});
+    put(icon, 22, {40, 0, 0, 0, 2, 0, 0, 0, 2, 0, 0, 0, 1, 0, 4});
+    put(icon, 54, {2});
+    for (const unsigned indices : {0x10u, 0x20u}) {
+        put(icon, 70, {indices});
+        EXPECT_EQ(judge(icon, L"a.ico"), indices == 0x10 ? guard_verdict::accepted : guard_verdict::damaged);
+    }
+    for (const char* const fixture : {"png_rgba", "png_rgb"}) { // the decoder fails on colours without alpha
+        bytes_t with_png = {0, 0, 1, 0, 1, 0};
+        with_png.resize(22);
+        put(with_png, 18, {22});
+        add(with_png, image_fixture_named(fixture).bytes);
+        EXPECT_EQ(judge(with_png, L"a.ico"),
+                  fixture == std::string("png_rgba") ? guard_verdict::accepted : guard_verdict::damaged);
     }
 }
 

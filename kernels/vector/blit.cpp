@@ -45,13 +45,13 @@ struct lane_condition {
 // Integers in float lanes.
 struct lane_number {
     VF lanes;
-
-    friend HWY_INLINE lane_number operator+(lane_number a, lane_number b) { return {hn::Add(a.lanes, b.lanes)}; }
-    friend HWY_INLINE lane_number operator-(lane_number a, lane_number b) { return {hn::Sub(a.lanes, b.lanes)}; }
-    friend HWY_INLINE lane_condition operator<(lane_number a, lane_number b) { return {hn::Lt(a.lanes, b.lanes)}; }
-    friend HWY_INLINE lane_condition operator<=(lane_number a, lane_number b) { return {hn::Le(a.lanes, b.lanes)}; }
-    friend HWY_INLINE lane_condition operator>=(lane_number a, lane_number b) { return {hn::Ge(a.lanes, b.lanes)}; }
 };
+// Not as friends inside of the record: GCC compiles those for the machine at large, whatever the instruction set here.
+HWY_INLINE lane_number operator+(lane_number a, lane_number b) { return {hn::Add(a.lanes, b.lanes)}; }
+HWY_INLINE lane_number operator-(lane_number a, lane_number b) { return {hn::Sub(a.lanes, b.lanes)}; }
+HWY_INLINE lane_condition operator<(lane_number a, lane_number b) { return {hn::Lt(a.lanes, b.lanes)}; }
+HWY_INLINE lane_condition operator<=(lane_number a, lane_number b) { return {hn::Le(a.lanes, b.lanes)}; }
+HWY_INLINE lane_condition operator>=(lane_number a, lane_number b) { return {hn::Ge(a.lanes, b.lanes)}; }
 
 // A product of samples of 16 bits does not fit a lane, so it stays in its factors until it is divided.
 struct lane_product {

@@ -1,7 +1,10 @@
 #include "kernels/vector/byte_table.h"
 
-// The one set with a table look-up across 128 bytes; Highway leaves it out unless asked.
-#define HWY_WANT_AVX3_DL
+// The one set with a table look-up across 128 bytes; Highway leaves it out unless asked. Not without optimisation: what
+// Highway then does not inline has one body for all sources, whichever sets each is compiled for.
+#ifdef __OPTIMIZE__
+    #define HWY_WANT_AVX3_DL
+#endif
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "kernels/vector/byte_table.cpp"
