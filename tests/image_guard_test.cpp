@@ -248,19 +248,23 @@ struct exif_entry {
     unsigned id, type, count, value;
 };
 
-// A TIFF directory at 8, the bytes of `rest` behind it.
+bytes_t directory_of(const std::vector<exif_entry>& entries, unsigned next, bool big_endian) {
+    bytes_t bytes = number(entries.size(), 2, big_endian);
+    for (const exif_entry& e : entries) {
+        add(bytes, number(e.id, 2, big_endian));
+        add(bytes, number(e.type, 2, big_endian));
+        add(bytes, number(e.count, 4, big_endian));
+        add(bytes, number(e.value, 4, big_endian));
+    }
+    add(bytes, number(next, 4, big_endian));
+    return bytes;
+}
+
+// A directory at 8, the bytes of `rest` behind it.
 bytes_t exif_of(const std::vector<exif_entry>& entries, unsigned next, const bytes_t& rest, bool big_endian) {
     bytes_t bytes = big_endian ? bytes_t{'M', 'M', 0, 42} : bytes_t{'I', 'I', 42, 0};
-    const auto put_number = [&](unsigned value, unsigned size) { add(bytes, number(value, size, big_endian)); };
-    put_number(8, 4);
-    put_number(static_cast<unsigned>(entries.size()), 2);
-    for (const exif_entry& e : entries) {
-        put_number(e.id, 2);
-        put_number(e.type, 2);
-        put_number(e.count, 4);
-        put_number(e.value, 4);
-    }
-    put_number(next, 4);
+    add(bytes, number(8, 4, big_endian));
+    add(bytes, directory_of(entries, next, big_endian));
     add(bytes, rest);
     return bytes;
 }
@@ -303,9 +307,7 @@ TEST(image_guard, follows_camera_notes_inside_psd) {
         canon.resize(8);
         for (const unsigned type : {3u, 1u}) {
             bytes_t rest = canon;
-            add(rest, number(1, 2, big_endian));
-            add(rest, number(0x0001, 2, big_endian));
-            add(rest, number(type, 2, big_endian));
+            add(rest, directory_of({{0x0001, type, 0, 0}}, 0, big_endian));
             rest.resize(100);
             EXPECT_EQ(judge_notes(notes({{0x010f, 2, 6, 38}, {0x927c, 7, 40, 46}}, 0, rest)),
                       type == 3 ? guard_verdict::accepted : guard_verdict::damaged);
@@ -316,13 +318,7 @@ TEST(image_guard, follows_camera_notes_inside_psd) {
         EXPECT_EQ(judge_notes(notes({{0x927c, 7, 40, 26}}, 0, fuji)), guard_verdict::accepted);
         EXPECT_EQ(judge_notes(notes({{0x927c, 7, 40, 26}}, 0, bytes_t(41))), guard_verdict::accepted);
         // A second directory, at 26, names a thumbnail.
-        bytes_t thumbnail = number(2, 2, big_endian);
-        for (const exif_entry& e : {exif_entry{0x0201, 4, 1, 60}, exif_entry{0x0202, 4, 1, 20}}) {
-            add(thumbnail, number(e.id, 2, big_endian));
-            add(thumbnail, number(e.type, 2, big_endian));
-            add(thumbnail, number(e.count, 4, big_endian));
-            add(thumbnail, number(e.value, 4, big_endian));
-        }
+        bytes_t thumbnail = directory_of({{0x0201, 4, 1, 60}, {0x0202, 4, 1, 20}}, 0, big_endian);
         thumbnail.resize(80);
         EXPECT_EQ(judge_notes(notes({{0x0112, 3, 1, 1}}, 26, thumbnail)), guard_verdict::damaged) << "no JPEG";
     }
