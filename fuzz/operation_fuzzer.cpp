@@ -7,9 +7,8 @@
 #include <string>
 #include <vector>
 
-#include <hwy/targets.h>
-
 #include "fuzz/fuzzer_input.h"
+#include "tests/support/instruction_sets.h"
 #include "tests/support/operation_table.h"
 
 namespace {
@@ -72,17 +71,12 @@ std::vector<std::uint32_t> samples_of(const Image& image) {
     }
 }
 
-void use_target(std::int64_t target) {
-    hwy::SetSupportedTargetsForTest(target);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-}
-
 template <class Image>
 void compare(const request& wanted) {
     static const std::vector<table_operation<Image>> operations = operations_of<Image>();
     const table_operation<Image>& operation = operations[wanted.operation % operations.size()];
     const auto result_on = [&](std::int64_t target) {
-        use_target(target);
+        use_targets(target);
         zarn_owned<Image> image;
         image->set_thread_limit(wanted.threads);
         load(*image, wanted);
@@ -92,10 +86,10 @@ void compare(const request& wanted) {
     const std::vector<std::uint32_t> plain = result_on(HWY_SCALAR);
     const bool has_powers =
         is_real<Image> && (operation.name == "gamma" || operation.name.find("_space") != std::string::npos);
-    use_target(0);
+    use_targets(0);
     for (std::int64_t left = hwy::SupportedTargets(); left; left &= left - 1) {
         if (result_on(left & -left) != plain && !has_powers) __builtin_trap();
-        use_target(0);
+        use_targets(0);
     }
 }
 

@@ -5,20 +5,15 @@
 #include <cstring>
 #include <vector>
 
-#include <hwy/targets.h>
-
 #include <zarn/zarn.h>
 
 #include "fuzz/fuzzer_input.h"
+#include "tests/support/instruction_sets.h"
 
 namespace {
 
 using zarn_fuzz::input;
-
-void use_target(std::int64_t target) {
-    hwy::SetSupportedTargetsForTest(target);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-}
+using zarn_test::use_targets;
 
 struct request {
     unsigned width, height, operation, threads;
@@ -68,7 +63,7 @@ void operate(Image& image, const request& wanted) {
 
 template <class Image>
 std::vector<std::uint8_t> result_on(std::int64_t target, const request& wanted) {
-    use_target(target);
+    use_targets(target);
     zarn_owned<Image> image;
     image->set_thread_limit(wanted.threads);
     auto bytes = wanted.bytes;
@@ -83,10 +78,10 @@ std::vector<std::uint8_t> result_on(std::int64_t target, const request& wanted) 
 template <class Image>
 void compare(const request& wanted) {
     const std::vector<std::uint8_t> plain = result_on<Image>(HWY_SCALAR, wanted);
-    use_target(0);
+    use_targets(0);
     for (std::int64_t left = hwy::SupportedTargets(); left; left &= left - 1) {
         if (result_on<Image>(left & -left, wanted) != plain) __builtin_trap();
-        use_target(0);
+        use_targets(0);
     }
 }
 

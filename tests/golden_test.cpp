@@ -8,8 +8,8 @@
 #include <string>
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
+#include "tests/support/instruction_sets.h"
 #include "tests/support/operation_table.h"
 
 namespace zarn_test {
@@ -37,11 +37,6 @@ private:
     std::uint64_t m_state = 14695981039346656037u;
 };
 
-void use_target(std::int64_t target) {
-    hwy::SetSupportedTargetsForTest(target);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-}
-
 template <class Image>
 std::uint64_t number_of(const table_operation<Image>& operation, unsigned thread_limit) {
     struct one_picture {
@@ -68,7 +63,7 @@ std::uint64_t number_of(const table_operation<Image>& operation, unsigned thread
 template <class Image>
 class golden : public ::testing::Test {
 protected:
-    ~golden() override { use_target(0); }
+    ~golden() override { use_targets(0); }
 };
 TYPED_TEST_SUITE(golden, image_types, image_type_names);
 
@@ -89,10 +84,10 @@ TYPED_TEST(golden, numbers) {
         for (unsigned threads = 2; threads <= 7 && !operation.depends_on_bands; ++threads)
             EXPECT_EQ(number, number_of(operation, threads)) << name << ", " << threads << " threads";
         for (std::int64_t left = targets; left; left &= left - 1) {
-            use_target(left & -left);
+            use_targets(left & -left);
             EXPECT_EQ(number, number_of(operation, 1)) << name << ", " << hwy::TargetName(left & -left);
         }
-        use_target(0);
+        use_targets(0);
     }
 }
 

@@ -11,9 +11,9 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include "tests/support/failing_allocator.h"
+#include "tests/support/instruction_sets.h"
 #include "tests/support/operation_table.h"
 
 namespace zarn_test {
@@ -195,11 +195,9 @@ void expect_contents(const std::string& path, const std::string& made) {
 
 TEST(operation_matrix, the_page_tells_what_the_library_does) {
     // What vector code takes beside follows from the width of vectors, so from the machine.
-    hwy::SetSupportedTargetsForTest(HWY_SCALAR);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+    use_targets(HWY_SCALAR);
     const std::string made = page();
-    hwy::SetSupportedTargetsForTest(0);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+    use_targets(0);
     expect_contents(ZARN_SOURCE_FOLDER "/docs/operations.md", made);
 }
 

@@ -5,7 +5,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include "channel/distance_transform.h"
 #include "channel/subset_list.h"
@@ -13,6 +12,7 @@
 #include "tests/reference/reference_regions.h"
 #include "tests/support/failing_allocator.h"
 #include "tests/support/image_traits.h"
+#include "tests/support/instruction_sets.h"
 
 namespace zarn_test {
 
@@ -296,16 +296,6 @@ TEST(regions, normalize_subsets) {
     check_normalize<std::uint16_t>();
     check_normalize<std::uint32_t>();
 }
-
-namespace {
-
-// Limits the vector code to some instruction sets; 0: no limit.
-void use_targets(std::int64_t targets) {
-    hwy::SetSupportedTargetsForTest(targets);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-}
-
-} // namespace
 
 TEST(distances, transform) {
     const std::int64_t targets = hwy::SupportedTargets();

@@ -14,7 +14,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <zarn/image_8_16.h>
 #include <zarn/rt_transform.h>
@@ -22,6 +21,7 @@
 #include "tests/reference/reference_transform.h"
 #include "tests/support/failing_allocator.h"
 #include "tests/support/image_traits.h"
+#include "tests/support/instruction_sets.h"
 
 namespace zarn_test {
 
@@ -29,11 +29,6 @@ namespace {
 
 constexpr double quarter = 1.57079632679489661923;
 constexpr const wchar_t* allocation_message = L"Function zarn_rt_transform::___allocate_image_pixels() returned FALSE.";
-
-void use_target(std::int64_t target) {
-    hwy::SetSupportedTargetsForTest(target);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-}
 
 std::vector<std::int64_t> instruction_sets() {
     std::vector<std::int64_t> targets = {HWY_SCALAR};
@@ -44,7 +39,7 @@ std::vector<std::int64_t> instruction_sets() {
 struct rt_transform : ::testing::Test {
     zarn_rt_transform engine;
 
-    ~rt_transform() override { use_target(0); }
+    ~rt_transform() override { use_targets(0); }
     std::wstring last_message() const { return messages(engine).empty() ? L"" : messages(engine).back(); }
 };
 
@@ -84,7 +79,7 @@ TYPED_TEST(rt_transform_image, agrees_with_the_plain_form_on_every_instruction_s
                 if (width > 1000 && angle != 0.0) continue; // large when turned
                 const reference_image expected = reference_transform(kept, w, h, angle);
                 for (const std::int64_t target : targets) {
-                    use_target(target);
+                    use_targets(target);
                     ASSERT_EQ(this->engine.transform(w, h, angle), 1u);
                     ASSERT_TRUE(same_picture(expected, *this->image))
                         << text(width, height, "to", w, h, "by", angle) << hwy::TargetName(target);
@@ -227,7 +222,7 @@ TEST_F(rt_transform_arguments, large_results) {
     const reference_image kept = check_in(1000, 40);
     const reference_image expected = reference_transform(kept, -1503, 1500, 0.0);
     for (const std::int64_t target : instruction_sets()) {
-        use_target(target);
+        use_targets(target);
         ASSERT_EQ(engine.transform(-1503, 1500, 0.0), 1u);
         EXPECT_TRUE(same_picture(expected, *image)) << hwy::TargetName(target);
     }

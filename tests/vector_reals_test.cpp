@@ -11,13 +11,13 @@
 
 #include <gtest/gtest.h>
 #include <half.hpp>
-#include <hwy/targets.h>
 
 #include <zarn/image_real_16.h>
 #include <zarn/image_real_32.h>
 #include <zarn/owned.h>
 
 #include "kernels/vector/real_tone.h"
+#include "tests/support/instruction_sets.h"
 #include "tests/support/real_traits.h"
 
 namespace zarn_test {
@@ -26,20 +26,15 @@ namespace {
 
 using half_float::half;
 
-void use_target(std::int64_t target) {
-    hwy::SetSupportedTargetsForTest(target);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-}
-
 // Calls work(target) for each instruction set but the plain form.
 template <class Work>
 void on_every_target(Work work) {
     const std::int64_t targets = hwy::SupportedTargets();
     for (std::int64_t left = targets; left; left &= left - 1) {
-        use_target(left & -left);
+        use_targets(left & -left);
         work(hwy::TargetName(left & -left));
     }
-    use_target(0);
+    use_targets(0);
 }
 
 template <class Sample>
@@ -163,9 +158,9 @@ TYPED_TEST(vector_reals, agree) {
                             std::size_t{image->get_width()} * image->get_height() * (image->is_grayscale() ? 2 : 4);
                         return std::vector<sample>(image->get_pixel_array(), image->get_pixel_array() + count);
                     };
-                    use_target(HWY_SCALAR);
+                    use_targets(HWY_SCALAR);
                     const std::vector<sample> plain = result();
-                    use_target(0);
+                    use_targets(0);
                     on_every_target([&](const char* target) {
                         const std::vector<sample> fast = result();
                         ASSERT_EQ(plain.size(), fast.size());

@@ -7,12 +7,12 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <hwy/targets.h>
 
 #include <zarn/image_8_16.h>
 #include <zarn/image_grayscale.h>
 
 #include "tests/support/image_traits.h"
+#include "tests/support/instruction_sets.h"
 
 namespace zarn_test {
 
@@ -66,21 +66,12 @@ std::vector<named_operation<Image>> vector_operations() {
     return operations;
 }
 
-// Limits the vector code to one instruction set.
-void use_target(std::int64_t target) {
-    hwy::SetSupportedTargetsForTest(target);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-}
-
 } // namespace
 
 template <class Image>
 class vector_targets : public ::testing::Test {
 protected:
-    ~vector_targets() override {
-        hwy::SetSupportedTargetsForTest(0);
-        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-    }
+    ~vector_targets() override { use_targets(0); }
 };
 TYPED_TEST_SUITE(vector_targets, image_types, image_type_names);
 
@@ -97,7 +88,7 @@ TYPED_TEST(vector_targets, agree) {
                 random_picture<TypeParam>(width, height, width % 2 ? lower_left : upper_left, kind, width);
             for (const named_operation<TypeParam>& operation : vector_operations<TypeParam>()) {
                 const auto result_on = [&](std::int64_t target) {
-                    use_target(target);
+                    use_targets(target);
                     loaded_image<TypeParam> image(picture, 1 + width % 3);
                     operation.run(*image);
                     return image_traits<TypeParam>::read(*image);
@@ -119,7 +110,7 @@ TEST(vector_normals, agree) {
         for (const float strength : {0.5f, 40.0f, std::numeric_limits<float>::infinity()}) {
             const reference_image heights = random_picture<grayscale_16>(width, 9, upper_left, alpha_kind::any, width);
             const auto normals_on = [&](std::int64_t target, unsigned flags) {
-                use_target(target);
+                use_targets(target);
                 loaded_image<grayscale_16> image(heights, 2);
                 zarn_owned<zarn_image_16> normals;
                 image->convert_to_normals(strength, flags % 2, flags, nullptr, *normals);
@@ -135,13 +126,13 @@ TEST(vector_normals, agree) {
             }
         }
     }
-    use_target(0);
+    use_targets(0);
 }
 
 // The samples of `to` that conversion makes of `values`, a square of pixels, on the instruction set.
 template <class From, class Read>
 auto converted(const std::vector<From>& values, unsigned side, unsigned type, std::int64_t target, Read read) {
-    use_target(target);
+    use_targets(target);
     zarn_owned<zarn_image_8_16> source, result;
     source->create(side, side, upper_left, sizeof(From) == 1 ? 0 : 1, const_cast<From*>(values.data()), 1);
     result->create(*source, type);
@@ -164,8 +155,7 @@ TEST(vector_depths, every_value_on_every_target) {
         EXPECT_TRUE(plain_8 == converted(wide, side, 0, target, to_8)) << hwy::TargetName(target);
         EXPECT_TRUE(plain_16 == converted(narrow, side, 1, target, to_16)) << hwy::TargetName(target);
     }
-    hwy::SetSupportedTargetsForTest(0);
-    hwy::GetChosenTarget().Update(hwy::SupportedTargets());
+    use_targets(0);
 }
 
 } // namespace zarn_test
