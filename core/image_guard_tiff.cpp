@@ -1,5 +1,6 @@
 // TIFF. Its own library is safe on damage, but DevIL reads a block of memory at any offset, FreeImage follows
-// directories inside directories without end, and both take the memory that a small file asks for.
+// directories inside directories without end, both take the memory that a small file asks for, and there are kinds of
+// sound pictures that they end the process or never end with.
 #include "core/image_guard_checks.h"
 
 namespace zarn {
@@ -8,16 +9,25 @@ namespace {
 constexpr std::uint32_t most_pages = 0xffff;
 constexpr std::uint64_t largest_freed_profile = 1u << 16;
 constexpr std::uint32_t deepest_directory = 4; // a reduced picture inside a picture
+constexpr std::uint64_t colours_cmyk = 5;
+constexpr std::uint64_t planes_apart = 2;
+constexpr std::uint64_t integer_samples = 1;
 
 enum tag : std::uint16_t {
     tag_width = 256,
     tag_height = 257,
     tag_bits = 258,
     tag_coding = 259,
+    tag_colours = 262,
     tag_strip_offsets = 273,
     tag_samples = 277,
+    tag_strip_rows = 278,
+    tag_strip_bytes = 279,
+    tag_planes = 284,
+    tag_tile_width = 322,
     tag_tile_offsets = 324,
     tag_directories = 330,
+    tag_sample_format = 339,
     tag_jpeg_offset = 513,
     tag_jpeg_quantisation = 519,
     tag_jpeg_dc = 520,
@@ -32,6 +42,57 @@ enum tag : std::uint16_t {
 bool is_dense(std::uint64_t coding) noexcept {
     return (coding >= 2 && coding <= 4) || coding == 34661 || coding == 34887 || coding == 34925 || coding == 50000 ||
            coding == 50001;
+}
+
+// A value of a directory: its first entry counts, as for the TIFF library.
+class field {
+public:
+    explicit field(std::uint64_t standard) noexcept
+        : ___value(standard) {}
+    operator std::uint64_t() const noexcept { return ___value; }
+    bool is_set() const noexcept { return ___is_set; }
+    void set(std::uint64_t value) noexcept {
+        if (!___is_set) ___value = value;
+        ___is_set = true;
+    }
+
+private:
+    std::uint64_t ___value;
+    bool ___is_set = false;
+};
+
+// What the directory of a picture says of it.
+struct picture_fields {
+    field width{0};
+    field height{0};
+    field bits{1};
+    field samples{1};
+    field coding{1};
+    field colours{0};
+    field planes{1};
+    field strip_rows{0};
+    field strip_bytes{0};
+    field tile_width{0};
+    field sample_format{integer_samples};
+
+    std::uint64_t row_bytes() const noexcept { return (width * bits * samples + 7) / 8; }
+};
+
+// FreeImage has no form for these and stops the process, or writes past the end of another.
+bool is_fatal_to_freeimage(const picture_fields& picture) noexcept {
+    return (picture.planes == planes_apart && picture.bits % 8 != 0) || (picture.bits < 8 && picture.samples > 1) ||
+           (picture.colours == colours_cmyk && (picture.bits > 16 || picture.sample_format != integer_samples));
+}
+
+// DevIL steps through values and colours by the rows of a strip, for ever where the file leaves them out, as it may.
+// For a plain picture in one strip the TIFF library puts them in, and whatever is rarer DevIL leaves to that library.
+bool is_endless_to_devil(const picture_fields& picture) noexcept {
+    if (picture.strip_rows != 0 || picture.tile_width != 0) return false;
+    const bool steps = picture.bits == 1 || picture.bits == 8 || picture.bits == 16;
+    const bool apart = picture.planes == planes_apart;
+    if (!steps || !(picture.samples == 1 || (picture.samples == 3 && !apart))) return false;
+    const std::uint64_t surplus = picture.strip_bytes - picture.row_bytes() * picture.height;
+    return picture.coding != 1 || apart || surplus >= picture.row_bytes();
 }
 
 class tiff_checker {
@@ -89,6 +150,12 @@ private:
                ___bytes.holds(___data, ___value_count * ___value_size);
     }
 
+    // An entry that holds one integer; of others the TIFF library reads nothing.
+    bool is_one_number(std::uint64_t entry) noexcept {
+        const std::uint64_t type = u16(entry + 2);
+        return ___value_count == 1 && (type == 3 || type == 4);
+    }
+
     bool has_sound_offsets() noexcept {
         if (!is_within_file(___value_count, ___value_size)) return false;
         for (std::uint64_t i = 0; i < ___value_count && ___value_size != 0; ++i)
@@ -128,11 +195,7 @@ private:
         if (count > 0xffff || !___bytes.holds(entries_start(directory), count * entry_size())) return false;
         if (!is_within_file(count, entry_size())) return false;
         const bool freeimage = ___decoder == image_decoder::freeimage;
-        std::uint64_t width = 0;
-        std::uint64_t height = 0;
-        std::uint64_t bits = 1;
-        std::uint64_t samples = 1;
-        std::uint64_t coding = 1;
+        picture_fields picture;
         std::uint64_t inner = 0;
         std::uint64_t profile_size = 0;
         bool has_exif = false;
@@ -142,19 +205,37 @@ private:
             const std::uint64_t first = ___value_count > 0 && ___value_size > 0 ? value(0) : 0;
             switch (u16(entry)) {
             case tag_width:
-                width = first;
+                picture.width.set(first);
                 break;
             case tag_height:
-                height = first;
+                picture.height.set(first);
                 break;
             case tag_bits:
-                bits = first;
+                picture.bits.set(first);
                 break;
             case tag_coding:
-                coding = first;
+                picture.coding.set(first);
+                break;
+            case tag_colours:
+                picture.colours.set(first);
                 break;
             case tag_samples:
-                samples = first;
+                picture.samples.set(first);
+                break;
+            case tag_strip_rows:
+                picture.strip_rows.set(is_one_number(entry) ? first : 0);
+                break;
+            case tag_strip_bytes:
+                picture.strip_bytes.set(first);
+                break;
+            case tag_planes:
+                picture.planes.set(first);
+                break;
+            case tag_tile_width:
+                picture.tile_width.set(is_one_number(entry) ? first : 0);
+                break;
+            case tag_sample_format:
+                picture.sample_format.set(first);
                 break;
             case tag_directories:
                 inner = first;
@@ -186,8 +267,11 @@ private:
         // FreeImage copies the colour profile after it has been freed for the camera's notes. The memory of a small one
         // stays.
         if (freeimage && has_exif && profile_size > largest_freed_profile) return false;
-        if (bits > 128 || samples > 64 || !is_countable(width, height, (bits * samples + 7) / 8)) return false;
-        ___total += (width * bits * samples + 7) / 8 * height / (is_dense(coding) ? 16 : 1);
+        const std::uint64_t bits = picture.bits, samples = picture.samples;
+        if (bits > 128 || samples > 64) return false;
+        if (!is_countable(picture.width, picture.height, (bits * samples + 7) / 8)) return false;
+        if (freeimage ? is_fatal_to_freeimage(picture) : is_endless_to_devil(picture)) return false;
+        ___total += picture.row_bytes() * picture.height / (is_dense(picture.coding) ? 16 : 1);
         return is_plausible_packed(___total, ___bytes.size()) &&
                (inner == 0 || !freeimage || check_directory(inner, depth + 1));
     }

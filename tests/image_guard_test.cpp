@@ -328,6 +328,53 @@ TEST(image_guard, follows_camera_notes_inside_psd) {
         EXPECT_EQ(judge(psd_with(id, bytes_t(6)), L"a.psd", image_decoder::freeimage), guard_verdict::damaged);
 }
 
+// Sound pictures that one of the decoders stops the process at, or never ends with.
+TEST(image_guard, knows_which_tiff_a_decoder_survives) {
+    constexpr auto good = guard_verdict::accepted, bad = guard_verdict::damaged;
+    struct {
+        unsigned bits, samples, coding, colours, planes, row_type, strip_bytes; // row_type 0: without rows of a strip
+        guard_verdict devil, freeimage;
+        unsigned sample_format = 1;
+    } const pictures[] = {
+        {1, 1, 1, 1, 2, 3, 8, good, bad},       // planes of pixels that are parts of bytes
+        {4, 1, 1, 3, 2, 3, 32, good, bad},      //
+        {8, 3, 1, 2, 2, 3, 64, good, good},     //
+        {4, 4, 1, 3, 1, 3, 128, good, bad},     // several samples in a byte
+        {4, 1, 1, 3, 1, 3, 32, good, good},     //
+        {32, 4, 1, 5, 1, 3, 1024, good, bad},   // CMYK in floats
+        {16, 4, 1, 5, 1, 3, 512, good, good},   //
+        {16, 4, 1, 5, 1, 3, 512, good, bad, 3}, //
+        {8, 3, 5, 2, 1, 0, 99, bad, good},      // LZW without rows of a strip
+        {8, 3, 5, 2, 1, 4, 99, good, good},     //
+        {8, 3, 5, 2, 1, 2, 99, bad, good},      // as text
+        {8, 4, 5, 2, 1, 0, 99, good, good},     // left to the TIFF library
+        {8, 3, 5, 2, 2, 0, 99, good, good},     //
+        {4, 1, 5, 3, 1, 0, 99, good, good},     //
+        {8, 1, 1, 1, 1, 0, 64, good, good},     // which puts the rows in
+        {8, 1, 1, 1, 1, 0, 63, bad, good},      // but for a strip of another length,
+        {8, 1, 1, 1, 1, 0, 128, bad, good},     //
+        {16, 1, 1, 1, 2, 0, 128, bad, good},    // or of planes
+        {8, 1, 32773, 1, 1, 0, 64, bad, good},  //
+    };
+    for (const auto& p : pictures) {
+        std::vector<exif_entry> entries = {{256, 3, 1, 8},        {257, 3, 1, 8},         {258, 3, 1, p.bits},
+                                           {259, 3, 1, p.coding}, {262, 3, 1, p.colours}, {273, 4, 1, 200},
+                                           {277, 3, 1, p.samples}};
+        if (p.row_type) entries.push_back({278, p.row_type, 1, 8});
+        entries.push_back({279, 4, 1, p.strip_bytes});
+        entries.push_back({284, 3, 1, p.planes});
+        entries.push_back({339, 3, 1, p.sample_format});
+        const bytes_t file = exif_of(entries, 0, bytes_t(2000), false);
+        SCOPED_TRACE(&p - pictures);
+        EXPECT_EQ(judge(file, L"a.TIF", image_decoder::devil), p.devil);
+        EXPECT_EQ(judge(file, L"a.tif", image_decoder::freeimage), p.freeimage);
+    }
+    // Of two entries the first counts.
+    const std::vector<exif_entry> twice = {{256, 3, 1, 8},   {257, 3, 1, 8}, {258, 3, 1, 8}, {259, 3, 1, 5},
+                                           {273, 4, 1, 200}, {278, 2, 1, 8}, {278, 3, 1, 8}};
+    EXPECT_EQ(judge(exif_of(twice, 0, bytes_t(2000), false), L"a.TIF", image_decoder::devil), bad);
+}
+
 TEST(image_guard, walks_animations) {
     struct chunk {
         const char* name;
