@@ -121,10 +121,9 @@ unsigned int save_float_file(image_state& image, const wchar_t* path, unsigned i
 
     freeimage::bitmap bitmap = freeimage::bitmap::allocate(layout->type, image.width, image.height);
     if (!bitmap) return fail(image, L"Failed to allocate bitmap with FreeImage_AllocateT().");
-    const bool upper_left = image.origin == origin_upper_left;
     for (std::uint32_t y = 0; y < image.height; ++y) {
         // The first row of a bitmap is the bottom one.
-        void* const row = bitmap.row(upper_left ? image.height - 1 - y : y);
+        void* const row = bitmap.row(rows.top_row_first ? image.height - 1 - y : y);
         rows.write(rows.context, y, static_cast<float*>(row), layout->components);
     }
     if (!bitmap.save(format.format, path, layout->flags)) {
@@ -147,7 +146,7 @@ unsigned int save_image_file(image_state& image, const wchar_t* path, unsigned i
             export_row<Format>(samples<Format>(state) + std::uint64_t{y} * state.width * channels<Format>, row,
                                state.width, components);
         };
-        return save_float_file(image, path, format, {write, &image});
+        return save_float_file(image, path, format, {write, &image, image.origin == origin_upper_left});
     }
     if (!save_by_devil<Format>(image, path, format, compression)) return 0;
     if (ends_with(path, L"tga") && format == tga_alpha_code) mark_tga_alpha(path);

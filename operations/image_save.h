@@ -20,6 +20,7 @@ bool is_float_file(const wchar_t* path) noexcept;
 struct float_rows {
     void (*write)(const void* context, std::uint32_t y, float* row, unsigned components);
     const void* context;
+    bool top_row_first; // in memory
 };
 unsigned int save_float_file(image_state& image, const wchar_t* path, unsigned int code,
                              const float_rows& rows) noexcept;

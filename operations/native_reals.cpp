@@ -64,7 +64,7 @@ unsigned int load_rest(image_state& image, real_flags& flags, native_source& sou
     if (stored_type == own_type) {
         loaded = load_native_pixels(image, source, real_channels(flags) * sizeof(Sample), compressed);
     }
-    if (!image.pixels) flags = {};
+    if (!loaded && !image.pixels) flags = {};
     return loaded;
 }
 

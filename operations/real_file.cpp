@@ -234,7 +234,7 @@ unsigned int save_real_file(image_state& image, const real_flags& flags, const w
     if (!has_pixels(image)) return 0;
     const named_lock lock(is_float<Sample> ? named_lock_id::real_32_save : named_lock_id::real_16_save);
     const save_context context{&image, &flags};
-    if (is_float_file(path)) return save_float_file(image, path, format, {write_light<Sample>, &context});
+    if (is_float_file(path)) return save_float_file(image, path, format, {write_light<Sample>, &context, true});
     if (const devil::error unusable = devil::availability(); unusable != devil::error::none) {
         return fail_devil(image, devil_call::save, unusable);
     }

@@ -217,6 +217,10 @@ TYPED_TEST(real_files, are_saved_as_floats) {
         ASSERT_EQ(wild->save_file(this->path("a.exr").c_str(), 11, 0), 1u);
         ASSERT_EQ(this->image->load_file(this->path("a.exr").c_str(), grey, 0), 1u);
         EXPECT_TRUE(same_real(wild_real<TypeParam>(grey), *this->image));
+        ASSERT_EQ(wild->save_binary(this->path("a").c_str(), grey), 1u); // its header tells of no row order
+        ASSERT_EQ(this->image->load_binary(this->path("a").c_str()), 1u);
+        ASSERT_EQ(this->image->save_file(this->path("b.exr").c_str(), 11, 0), 1u);
+        EXPECT_TRUE(read_bytes(this->folder / "a.exr") == read_bytes(this->folder / "b.exr"));
         for (const unsigned is_sRGB : {0u, 1u}) {
             real_picture picture = random_real<TypeParam>(7, 5, grey, alpha_kind::any, 3, 0.25f, 4.0f);
             loaded_real<TypeParam> source(picture);
