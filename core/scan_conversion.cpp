@@ -18,6 +18,8 @@ using rasterizer = agg::rasterizer_scanline_aa<agg::rasterizer_sl_clip_dbl>;
 // The rasteriser's cells are counted here, not there: what exceeds its own limit it drops.
 constexpr unsigned no_cell_limit = 0xFFFFFFFF;
 constexpr double cell_limit = 4194304.0; // 16 bytes each, and a pointer
+// Points by the million ask for more of them, or every pixel would become a part that walks all points.
+constexpr double cells_per_point = 8.0;
 // Fixed-point coordinates have 24 bits before the point; some are left for differences.
 constexpr std::uint32_t longest_side = 1u << 20;
 
@@ -63,13 +65,21 @@ public:
     double cells() const { return m_cells; }
 
 private:
-    // An edge touches the rows that it crosses, also where it passes the part at a side, and a cell more for each
-    // column.
+    // An edge makes a cell where it enters a row or a column. Where it passes the part at a side it runs along that
+    // side, and those within one cell make none of their own.
     void count_cells(double x, double y) {
-        const double rows = std::min(std::max(m_y, y), m_height) - std::max(std::min(m_y, y), 0.0);
-        if (rows < 0.0) return;
-        const double columns = std::min(std::max(m_x, x), m_width) - std::max(std::min(m_x, x), 0.0);
-        m_cells += rows + std::max(columns, 0.0) + 4.0;
+        const auto [top, bottom] = std::minmax(m_y, y);
+        if (bottom < 0.0 || top > m_height) return;
+        const double crossed =
+            std::abs(cell(y, m_height) - cell(m_y, m_height)) + std::abs(cell(x, m_width) - cell(m_x, m_width));
+        const bool comes_from_outside = top < 0.0 || bottom > m_height;
+        if (crossed > 0.0 || comes_from_outside) m_cells += crossed + 2.0;
+    }
+
+    // The row or column that AGG's fixed-point form of a clipped coordinate lies in.
+    static double cell(double coordinate, double side) {
+        constexpr double steps = agg::poly_subpixel_scale;
+        return std::floor(std::floor(std::min(std::max(0.0, coordinate), side) * steps + 0.5) / steps);
     }
 
     rasterizer& m_target;
@@ -84,6 +94,7 @@ public:
     converter(const polyline_shape& shape, span_painter painter)
         : m_shape(shape)
         , m_painter(painter)
+        , m_cell_limit(std::max(cell_limit, cells_per_point * shape.count))
         , m_rasterizer(no_cell_limit) {
         m_rasterizer.filling_rule(shape.even_odd ? agg::fill_even_odd : agg::fill_non_zero);
         if (shape.is_stroked) set_up_line();
@@ -152,7 +163,7 @@ private:
             } else if (agg::is_vertex(command)) {
                 outline.line_to(x, y);
             }
-            if (bounded && outline.cells() > cell_limit) return false;
+            if (bounded && outline.cells() > m_cell_limit) return false;
         }
         outline.close();
         return true;
@@ -166,7 +177,7 @@ private:
             } else {
                 outline.move_to(x, y);
             }
-            if (bounded && outline.cells() > cell_limit) return false;
+            if (bounded && outline.cells() > m_cell_limit) return false;
         }
         outline.close();
         return true;
@@ -200,6 +211,7 @@ private:
 
     const polyline_shape& m_shape;
     span_painter m_painter;
+    double m_cell_limit;
     rasterizer m_rasterizer;
     agg::scanline32_p8 m_scanline;
     agg::vcgen_stroke m_line;

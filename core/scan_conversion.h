@@ -20,8 +20,8 @@ struct polyline_shape {
 };
 
 // Paints the spans of a shape that lie within width x height pixels, rows of a part of them from top to bottom, every
-// pixel at most once. Memory for the shape's outline is bounded: what needs more is converted in parts. False when
-// memory is short: nothing is painted of the part at hand and those after it.
+// pixel at most once. Memory beyond a multiple of the points is bounded: what needs more is converted in parts. False
+// when memory is short: nothing is painted of the part at hand and those after it.
 bool scan_convert(const polyline_shape& shape, std::uint32_t width, std::uint32_t height,
                   span_painter painter) noexcept;
 

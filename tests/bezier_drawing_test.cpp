@@ -323,6 +323,22 @@ TEST(bezier_coverage, thousands_of_segments_in_parts) {
     }
 }
 
+// One row of pixels, and points enough for one of its columns alone to hold more edges than cells are kept: splitting
+// down to pixels, each of which walks all points, would take minutes.
+TEST(bezier_coverage, a_million_points_in_few_pixels) {
+    const polygon forth = {{0, 0}, {64, 0}, {64, 0.875}, {0, 0.875}};
+    const polygon back = {{0, 0}, {0, 0.875}, {64, 0.875}, {64, 0}};
+    polygon turns = forth;
+    for (int i = 0; i < 150000; ++i) {
+        turns.insert(turns.end(), back.begin(), back.end());
+        turns.insert(turns.end(), forth.begin(), forth.end());
+    }
+    zarn_bezier_path one = path_of_vertices(forth), many = path_of_vertices(turns);
+    const coverage_map expected(one, {}), map(many, {});
+    EXPECT_GT(expected.area(), 50.0);
+    EXPECT_TRUE(same_picture(image_traits<zarn_image_8>::read(*expected.image), *map.image));
+}
+
 TEST(bezier_coverage, pictures_wider_than_fixed_point_coordinates) {
     zarn_bezier_path path = path_of_vertices({{0, 0}, {9000000, 0}, {9000000, 2}, {0, 2}});
     zarn_owned<zarn_image_grayscale> image;
