@@ -44,13 +44,25 @@ unsigned int load_rgba_binary(image_state& image, const wchar_t* path) noexcept 
     return 0;
 }
 
+namespace {
+
+// An image without pixels gets an array without length, by which the holder knows the depth.
+template <class Format>
+unsigned int load_held(image_state& image, native_source& source, bool compressed) noexcept {
+    const unsigned int loaded = load_rest<Format>(image, source, compressed);
+    if (loaded && !image.pixels) image.pixels = allocate_pixels(0, pixel_bytes<Format>);
+    return loaded;
+}
+
+} // namespace
+
 unsigned int load_rgba_binary(image_state& as_8, image_state& as_16, const wchar_t* path) noexcept {
     std::uint32_t type = 0;
     native_source source = open_native(as_8, path, type);
     if (!source) return 0;
     const bool compressed = type >= native_compressed;
-    if (is_type_of<rgba_8>(type)) return load_rest<rgba_8>(as_8, source, compressed);
-    if (is_type_of<rgba_16>(type)) return load_rest<rgba_16>(as_16, source, compressed);
+    if (is_type_of<rgba_8>(type)) return load_held<rgba_8>(as_8, source, compressed);
+    if (is_type_of<rgba_16>(type)) return load_held<rgba_16>(as_16, source, compressed);
     return fail(as_8, L"Unknown file type.");
 }
 

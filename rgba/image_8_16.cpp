@@ -116,11 +116,12 @@ bool fill(Image& image, const Source& source, zarn_list<wchar_t*>& messages) {
     return filled;
 }
 
-// Holds a copy of `source` in a new image; what is held before stays beside it.
+// Holds a copy of `source` in a new image, in the place of one of the same depth; one of the other stays beside it.
 template <class Image, class Source>
 unsigned int hold_copy(zarn_image_8_16& holder, const Source& source) {
     owned_image<Image> image = make_image<Image>(holder);
     if (!image || !fill(*image, source, access::errors(holder))) return 0;
+    release<Image>(holder);
     access::held<Image>(holder) = image.release();
     return 1;
 }
@@ -129,6 +130,12 @@ template <class Source>
 unsigned int create_from(zarn_image_8_16& holder, const Source& source, unsigned int type) {
     holder.free();
     return type == 0 ? hold_copy<zarn_image_8>(holder, source) : hold_copy<zarn_image_16>(holder, source);
+}
+
+// Not of an image that adopted null as the array of its pixels.
+template <class Image>
+bool can_convert(const Image* image) {
+    return image && (image->get_pixel_array() || !image->get_width() || !image->get_height());
 }
 
 unsigned int fail_type(zarn_image_8_16& holder) {
@@ -152,7 +159,7 @@ template <class Image>
 unsigned int convert_to(zarn_image_8_16& holder) {
     using other = typename depth<Image>::other;
     const other* before = access::held<other>(holder);
-    if (!before || !hold_copy<Image>(holder, *before)) return 0;
+    if (!can_convert(before) || !hold_copy<Image>(holder, *before)) return 0;
     release<other>(holder);
     return 1;
 }
@@ -172,8 +179,8 @@ unsigned int blit_at_depth(zarn_image_8_16& holder, zarn_image_8_16& source, Ble
     Image* const image = access::held<Image>(holder);
     Image*& from = access::held<Image>(source);
     const other* const converted = access::held<other>(source);
-    if (!image || (!from && !converted)) return 0;
     const bool attach = !from;
+    if (!image || (attach && !can_convert(converted))) return 0;
     if (attach) {
         // Its own messages would name arrays that callers do not know of.
         zarn_list<wchar_t*> ignored;

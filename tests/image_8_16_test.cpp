@@ -208,6 +208,32 @@ TYPED_TEST(image_8_16, refused_creations_keep_what_is_held) {
     this->expect_held(picture, *h);
 }
 
+// A size without an array, and a picture of either depth beside it, are states that creation from memory allows.
+TYPED_TEST(image_8_16, conversion_of_a_null_array_and_beside_another_depth) {
+    const unsigned other = 1 - this->type;
+    zarn_owned<holder> nothing;
+    EXPECT_EQ(nothing->create(300, 200, lower_left, this->type, nullptr, 0), 1u);
+    EXPECT_EQ(nothing->set_image_type(other), 0u);
+    EXPECT_EQ(nothing->create(*nothing, other), 0u);
+    EXPECT_EQ(nothing->get_width(), 300u);
+
+    loaded_holder<other_of<TypeParam>> target(
+        random_picture<other_of<TypeParam>>(5, 4, upper_left, alpha_kind::any, 1));
+    EXPECT_EQ((*target.*depth<other_of<TypeParam>>::blit)(*nothing, 0, 0, 5, 4, 1, 0, 0, 0, 0, nullptr, nullptr), 0u);
+    EXPECT_TRUE(messages(*target).empty());
+
+    const std::int64_t before = live_allocations();
+    {
+        const reference_image picture = random_picture<zarn_image_8>(3, 2, upper_left, alpha_kind::any, 1);
+        loaded_holder<zarn_image_8> both(picture);
+        EXPECT_EQ(both->create(4, 4, upper_left, 1, nullptr, 1), 1u);
+        EXPECT_EQ(both->set_image_type(1), 1u);
+        EXPECT_EQ(both->get_pixel_array_8(), nullptr);
+        EXPECT_EQ(both->get_width(), 3u);
+    }
+    EXPECT_EQ(live_allocations(), before);
+}
+
 TYPED_TEST(image_8_16, alpha_below_full_is_found) {
     reference_image picture = random_picture<TypeParam>(9, 7, lower_left, alpha_kind::opaque, 1);
     EXPECT_EQ(loaded_holder<TypeParam>(picture)->is_alpha(), 0u);
@@ -441,7 +467,15 @@ TYPED_TEST(image_8_16, native_files_are_those_of_the_held_image) {
         EXPECT_EQ(loaded->load_binary(own.c_str()), 1u);
         this->expect_held(picture, *loaded);
     }
-    byte_vector bytes = read_bytes(folder / "own");
+    loaded_image<TypeParam> sides(picture, 1);
+    ASSERT_EQ(sides->create(3, 0, lower_left, nullptr, 1), 1u);
+    EXPECT_EQ(sides->save_binary(own.c_str(), 0), 1u);
+    loaded_holder<other_of<TypeParam>> no_pixels(converted(picture));
+    EXPECT_EQ(no_pixels->load_binary(own.c_str()), 1u);
+    EXPECT_EQ(text(no_pixels->get_image_type(), no_pixels->get_width(), no_pixels->get_origin()),
+              text(this->type, 3, lower_left));
+
+    byte_vector bytes = read_bytes(folder / "held");
     bytes[0] = 77;
     write_bytes(folder / "own", bytes);
     loaded_holder<TypeParam> h(picture);
