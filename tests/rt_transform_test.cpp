@@ -319,6 +319,12 @@ TEST_F(rt_transform, mirrors_scales_and_turns_paths) {
     ASSERT_EQ(engine.checkout_image(), 1u);
     EXPECT_TRUE(is_like(kept));
     EXPECT_EQ(engine.is_valid(), 0u);
+
+    path->clear_vertex_list(); // what was not built needs no rebuilding
+    ASSERT_EQ(engine.checkin_image(*path), 1u);
+    EXPECT_EQ(engine.transform(1, 1, 0.0), 1u);
+    EXPECT_EQ(path->get_vertex_count(), 0u);
+    EXPECT_EQ(engine.checkout_image(), 1u);
 }
 
 } // namespace zarn_test

@@ -323,6 +323,8 @@ unsigned int zarn_rt_transform::___transform_path(int width, int height, double 
     }
     if (!std::isfinite(angle)) return ___fail_allocation();
     if (!___restore_path()) return 0;
+    const bool is_turned = angle < 0.0 || angle > 0.0;
+    if (width == 1 && height == 1 && !is_turned) return 1;
     const auto rebuild = [&path] { path.build_vertex_list(1.0); };
     if (width < 0) {
         path.flip_horizontal();
@@ -336,7 +338,7 @@ unsigned int zarn_rt_transform::___transform_path(int width, int height, double 
         path.scale(static_cast<float>(magnitude(width)), static_cast<float>(magnitude(height)));
         rebuild();
     }
-    if (angle < 0.0 || angle > 0.0) {
+    if (is_turned) {
         path.rotate(angle);
         rebuild();
     }
