@@ -115,10 +115,10 @@ unsigned int zarn_image_channel::calculate_subset_list(unsigned int background) 
     clear_subset_list();
     if (!is_valid()) return 1;
     zarn::region_mask mask;
-    // The mask is copy, turned copy and padded copy in one.
+    // The mask is copy, turned copy and padded copy in one. The copy is turned as set_origin() turns it.
     if (!mask.allocate(get_width(), get_height())) return zarn::fail(___state, L"Failed to create copy of image.");
     with_samples(*this,
-                 [&](const auto* samples) { mask.fill(samples, get_origin() == ZARN_ORIGIN_LOWER_LEFT, background); });
+                 [&](const auto* samples) { mask.fill(samples, get_origin() != ZARN_ORIGIN_UPPER_LEFT, background); });
     switch (zarn::build_subsets(mask, ___subsets)) {
     case zarn::subset_result::done:
         return 1;
@@ -154,6 +154,7 @@ unsigned int zarn_image_channel::distance_transform() {
     constexpr unsigned int centre = 4;
     const bool fits = std::max(width, height) <= UINT32_MAX - 2 * distance_frame;
     const std::uint32_t blank[2] = {};
+    if (!fits) zarn::fail_method(___state, L"resize_canvas(). Invalid size.");
     if (!fits || !___resize_canvas(width + 2 * distance_frame, height + 2 * distance_frame, centre, blank)) {
         return zarn::fail(___state, L"Failed to temp resize canvas of image.");
     }

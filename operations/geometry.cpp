@@ -36,9 +36,8 @@ unsigned int crop(image_state& image, std::uint32_t x, std::uint32_t y, std::uin
 template <class Format>
 unsigned int crop_to_pixels(image_state& image, std::uint32_t& left, std::uint32_t& top) noexcept {
     left = top = 0;
-    if (!has_pixels(image)) return 1;
     invisible_margins margins;
-    if (!find_visible_area<Format>(samples<Format>(image), image.width, image.height, margins)) {
+    if (!has_pixels(image) || !find_visible_area<Format>(samples<Format>(image), image.width, image.height, margins)) {
         free_image(image);
         return 1;
     }
@@ -176,11 +175,11 @@ unsigned int run_resampler(image_state& image, std::uint32_t width, std::uint32_
     return fresh ? fresh.run(fresh.job(), how.kernel, how.order) : 0;
 }
 
-// An unknown mode only changes the size: the array is read with the new sides, and grows with 0 behind it where it
-// would be too short for them.
+// An unknown mode only changes the size: the array is read with the new sides, keeps what lies behind them, and grows
+// with 0 where it would be too short.
 unsigned int reinterpret_size(image_state& image, std::uint32_t width, std::uint32_t height,
                               std::uint64_t bytes_per_pixel) noexcept {
-    const std::uint64_t old_count = has_pixels(image) ? pixel_count(image) : 0;
+    const std::uint64_t old_count = image.pixels ? std::max(pixel_capacity(image), pixel_count(image)) : 0;
     const std::uint64_t count = static_cast<std::uint64_t>(width) * height;
     if (count > old_count) {
         char* const pixels = static_cast<char*>(allocate_pixels(count, bytes_per_pixel));
@@ -189,9 +188,11 @@ unsigned int reinterpret_size(image_state& image, std::uint32_t width, std::uint
         if (kept) std::memcpy(pixels, image.pixels, kept);
         std::memset(pixels + kept, 0, static_cast<std::size_t>(count * bytes_per_pixel) - kept);
         install_pixels(image, pixels, width, height);
+    } else {
+        image.capacity = static_cast<std::uint32_t>(std::min<std::uint64_t>(old_count, UINT32_MAX));
+        image.width = width;
+        image.height = height;
     }
-    image.width = width;
-    image.height = height;
     return 1;
 }
 

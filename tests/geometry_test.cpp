@@ -162,6 +162,8 @@ TYPED_TEST(geometry, unknown_resample_mode_stores_the_size_alone) {
     reference_image expected = picture.blank(5, 4);
     expected.samples.assign(picture.samples.begin(), picture.samples.begin() + 5 * 4 * picture.stride());
     EXPECT_TRUE(same_picture(expected, *image));
+    EXPECT_EQ(image->resample(9, 8, 3), 1u);
+    EXPECT_TRUE(same_picture(picture, *image)) << "what lay behind the smaller size was lost";
     EXPECT_EQ(image->resample(20, 30, 4294967295u), 1u);
     EXPECT_EQ(image_traits<TypeParam>::read(*image).samples.size(), 20 * 30 * picture.stride());
 }

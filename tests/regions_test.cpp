@@ -200,6 +200,18 @@ TEST(regions, background_is_compared_at_the_samples_depth) {
     EXPECT_EQ(count(std::vector<std::uint32_t>{0, 65536, 0, 0x80000000u, 0}, 65536), 2u);
 }
 
+TEST(regions, rows_of_subsets_count_as_the_origin_is_turned) {
+    for (const auto& [origin, y] : {std::pair(lower_left, 0u), std::pair(upper_left, 1u), std::pair(77u, 0u)}) {
+        std::uint8_t samples[] = {0, 0, 0, 9};
+        zarn_owned<zarn_image_channel> image;
+        ASSERT_EQ(image->create(2, 2, origin, 0, samples, 1), 1u);
+        ASSERT_EQ(image->calculate_subset_list(0), 1u);
+        ASSERT_EQ(image->get_subset_list()->get_count(), 1u);
+        const zarn_subset_s& subset = *image->get_subset_list()->data[0];
+        EXPECT_EQ(text(subset.points->data[0].x, subset.points->data[0].y), text(1, y)) << origin;
+    }
+}
+
 TEST(regions, copies_of_a_subset_share_the_points) {
     subset_owner owner;
     ASSERT_EQ(build(std::vector<std::uint8_t>{0, 3, 0}, 3, 1, false, 0, owner.list), zarn::subset_result::done);

@@ -77,9 +77,9 @@ public:
 
     // ---- Subsets ---------------------------------------------------------------------------------------------------
 
-    /// Lists the 8-connected regions of pixels that differ from `background` (cut to the depth's bits), whatever their
-    /// values, in the order of their topmost, then leftmost pixel: see zarn_subset_s. On the calling thread. Fails
-    /// with "Failed to create copy of image.", "Memory Allocation Error: Failed to allocate subset." or "Memory
+    /// Lists the 8-connected regions of all but `background` (cut to the depth's bits), by their topmost, then leftmost
+    /// pixel: see zarn_subset_s. Rows of any origin but 1538 count from the last in memory. On the calling thread.
+    /// Fails with "Failed to create copy of image.", "Memory Allocation Error: Failed to allocate subset." or "Memory
     /// Allocation Error: Failed to allocate subset point list."; the subsets found before stay in the list.
     unsigned int calculate_subset_list(unsigned int background);
 
@@ -99,7 +99,7 @@ public:
     /// Replaces every sample that is not 0 by its Euclidean distance to the nearest place where the picture, at 8 bits,
     /// changes its value, stretched so that the greatest distance becomes full scale; samples of 0 stay. Beyond the
     /// edge lies a frame of 0; its distances and those of the 0 samples count for the greatest too. By dead reckoning
-    /// over 7 x 7 pixels, on the calling thread; 24 bytes a pixel. Fails with "Failed to temp resize canvas of image.",
+    /// over 7 x 7 pixels, on one thread, with 20 bytes a pixel. Fails with "Failed to temp resize canvas of image.",
     /// "Failed to create temp copy of image.", "Memory Allocation Error: Failed to allocate dr7 transform object.",
     /// "Memory Allocation Error: Failed to allocate distance array." or "Failed to crop image to original size."; after
     /// all but the first the image keeps its frame of five pixels. An empty image: 0 without a message.
