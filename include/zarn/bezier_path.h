@@ -155,8 +155,8 @@ public:
 
     // ---- Transforms ------------------------------------------------------------------------------------------------
     //
-    // Box means the bounds of the vertices as get_bounding_rect() reports them. All but translate_relative() first call
-    // build_vertex_list(1.0) when there are no vertices, and do nothing when there are none then either.
+    // Box means the bounds of the vertices as get_bounding_rect() reports them. All but translate_relative() and a
+    // rotate(0) first call build_vertex_list(1.0) when there are no vertices, and do nothing when none come of that.
 
     /// Moves knots and vertices, so that the box's minimum corner lies at `to`.
     void translate(const zarn_fpoint_s& to);

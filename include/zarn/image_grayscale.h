@@ -107,12 +107,12 @@ public:
     /// centre's height; an invisible pixel has the level normal without z (with z under flag 0x10) and alpha 0.
     /// Flags: 0x1, 0x4, 0x20 turn x, y, z round.
     ///
-    /// rectangle: the pixels to write, or null for all; it is cut to the image, in place. One that lies outside returns
-    /// 1 and does nothing.
+    /// rectangle: the pixels to write, or null for all; it is cut to the image, in place. One that lies outside:
+    /// 1, with no pixel written.
     ///
     /// Fails with "Failed to zarn_image_16::set_image_type().", "Failed to zarn_image_16::set_origin()." or "Failed to
-    /// zarn_image_16::create().", each after its cause, or with the message of its records. An empty image: 0 without
-    /// a message.
+    /// zarn_image_16::create().", after causes that this object knows, or with the message of its records. An empty
+    /// image: 0 without a message.
     unsigned int convert_to_normals(float strength, unsigned int wrap, unsigned int flags, zarn_irect_s* rectangle,
                                     zarn_image_16& output);
 

@@ -22,16 +22,16 @@ public:
     unsigned int create(unsigned int width, unsigned int height, unsigned int is_grayscale, unsigned int is_rasterized,
                         unsigned int is_sRGB, std::nullptr_t data, unsigned int copy);
 
-    /// The least and the greatest colour sample (or value). Hosts rely on the starts, 3.4028235e38 and 1.1754944e-38:
-    /// a picture without positive values reports the latter as its greatest.
+    /// The least and the greatest colour sample (or value), of invisible pixels too; NaN is passed over. Hosts rely on
+    /// the starts, 3.4028235e38 and 1.1754944e-38: without positive values the greatest is the latter.
     void get_min_max(float& min, float& max) const;
 
     /// `option` is accepted and changes nothing.
     unsigned int resample(unsigned int width, unsigned int height, unsigned int mode, unsigned int option = 0);
 
-    /// Turns clockwise by quarter turns, without resampling; any number counts modulo 4.
+    /// Turns clockwise by quarter turns, without resampling; any number counts modulo 4. Fails, after its cause, with
+    /// "Failed to zarn_image_real_32::___do_rotate_by_90()."; an empty image: 0 without a message.
     unsigned int rotate_by_90(int quarter_turns);
-
     /// A Gaussian of radius ceil(3 sigma), edges repeated, colours weighted by alpha. Sigma as in gaussian_blur().
     unsigned int gaussian_blur_2(float sigma, unsigned int blur_colour, unsigned int blur_alpha);
 

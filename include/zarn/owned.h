@@ -9,7 +9,7 @@
 ///     zarn_owned<zarn_image_8> picture;
 ///     picture->load_file(L"wood.png");
 ///
-/// Moves, does not copy.
+/// Moves as its object does (a path by a copy); does not copy.
 template <class Image>
 class zarn_owned {
 public:

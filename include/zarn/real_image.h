@@ -10,7 +10,7 @@
 // through the arithmetic as its rules give; clamps say what they make of them.
 //
 // Comments quote messages in the words of zarn_image_real_32; the half class says zarn_image_real_16, "zarn_real_16
-// array." and ..._thread_data_r16_s instead, except where it is said.
+// array." and ..._thread_data_r16_s instead, except in flips (they say "zarn_real_32 array.") and where it is said.
 #pragma once
 
 #include <cstdint>

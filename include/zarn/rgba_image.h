@@ -14,14 +14,14 @@
 // callers are picture coordinates: x from the left, y from the top, whatever the origin.
 //
 // Alpha. A pixel is visible when its alpha is not 0. The colour of invisible pixels never reaches a visible result of
-// resampling, rotation, blurs or alpha expansion.
+// resampling, rotation, blurs (but of alpha alone) or alpha expansion (but where it fills alpha beyond its last ring).
 //
 // Empty images. On an image without pixels, tone operations, clear() and sharpen() do nothing; flips, blurs, rotate()
 // and save_file() return 0 without a message; what differs is said with the operation.
 //
 // Threads. An operation cuts its rows (or columns) into at most get_thread_limit() bands, runs each on a thread of its
-// own and returns when all have ended. Results depend neither on timing nor, sharpen() aside, on the limit. If the
-// system refuses to start a thread, the remaining bands are left out without a message and the operation succeeds.
+// own and returns when all have ended. Results depend neither on timing nor, sharpen() and means of histograms aside,
+// on the limit. If the system refuses to start a thread, the remaining bands are left out in silence, with success.
 // Only one thread may use one object at a time; different objects are independent.
 //
 // Rules of this class
@@ -156,8 +156,8 @@ public:
     /// zarn_initialize(). The image is not changed. Its origin must be one of the two codes: any other is written as
     /// lower-left.
     ///
-    /// format: pixel layout in the file. 0 luminance, 1 RGB, 2 RGBA in 8 bits; 3 RGB, 4 RGBA in 16 bits; 5, 6 and
-    /// above 12 as in memory. A type without alpha, as JPEG, drops it: invisible pixels show the colour they hold.
+    /// format: pixel layout in the file. 0 luminance, 1 RGB, 2 RGBA in 8 bits; 3 RGB, 4 RGBA in 16 bits; from 5 on
+    /// as in memory. A type without alpha, as JPEG, drops it: invisible pixels show the colour they hold.
     /// "exr" takes 7 RGB, 8 RGBA, 9 red as halves, 10 RGB, 11 RGBA, 12 red as floats and "hdr" takes 10 only, both
     /// linearised with gamma 2.2; with other formats they fail with "Failed to save EXR. Unsupported pixel format." or
     /// "Failed to save HDR. Unsupported pixel format.".
@@ -229,8 +229,8 @@ public:
     ///
     /// A zero side, or an empty image, fails with the line of the routine ("Failed to
     /// zarn_image_8::___do_downsample()." and the like). A mode above 2 resamples nothing: it only stores the new size
-    /// and returns 1. The pixel array is read with the new sides then, and has transparent black behind its old end;
-    /// where there is no memory for that: 0, with the message of create().
+    /// and returns 1. The array is read with the new sides then, keeps what lies behind them, and grows by transparent
+    /// black; without memory for that: 0 and "Memory Allocation Error: Failed to allocate zarn_pixel_8_s array.".
     unsigned int resample(unsigned int width, unsigned int height, unsigned int mode);
 
     /// Turns the picture clockwise by an angle in radians about its centre, bilinearly, on a canvas that holds the
