@@ -59,6 +59,36 @@ struct attack {
     bool upper_case; // the extension: all formats go to DevIL then
 };
 
+// TIFF says in tagged entries what bytes replaced at random seldom hit: some entries of the first directory get another
+// tag, type, count or value. Little-endian files, as fixtures are.
+void change_entries(std::vector<std::uint8_t>& tiff, std::mt19937& random) {
+    constexpr std::uint32_t tags[] = {256, 257, 258, 259, 262, 273, 277, 278, 279, 284, 322, 324, 338, 339, 60000};
+    constexpr std::uint32_t values[] = {0, 1, 2, 3, 4, 5, 6, 8, 12, 16, 24, 32, 64, 32773, 65535, 0xFFFFFFFF};
+    const auto below = [&random](std::size_t count) { return static_cast<std::uint32_t>(random() % count); };
+    const auto any_of = [&below](const auto& choices) { return choices[below(std::size(choices))]; };
+    const auto put = [&tiff](std::size_t at, std::uint32_t value, unsigned size) {
+        for (unsigned i = 0; i < size; ++i) tiff.at(at + i) = static_cast<std::uint8_t>(value >> 8 * i);
+    };
+    const std::size_t directory = tiff.at(4) | tiff.at(5) << 8 | tiff.at(6) << 16;
+    const unsigned count = tiff.at(directory) | tiff.at(directory + 1) << 8;
+    for (unsigned edits = 1 + below(3); edits > 0; --edits) {
+        const std::size_t entry = directory + 2 + 12 * below(count);
+        switch (below(4)) {
+        case 0:
+            put(entry, any_of(tags), 2);
+            break;
+        case 1:
+            put(entry + 2, below(14), 2);
+            break;
+        case 2:
+            put(entry + 4, below(6), 4);
+            break;
+        default:
+            put(entry + 8, any_of(values), 4);
+        }
+    }
+}
+
 // The `index`-th damaged file of a format, always the same: a fifth is cut, the others have 1 to 12 bytes replaced, in
 // every second one near the start.
 attack make_attack(const std::vector<const image_fixture*>& fixtures, unsigned index) {
@@ -68,6 +98,10 @@ attack make_attack(const std::vector<const image_fixture*>& fixtures, unsigned i
     result.bytes = result.fixture->bytes;
     if (below(5) == 0) {
         result.bytes.resize(below(result.bytes.size()));
+        return result;
+    }
+    if (result.fixture->extension == "tif" && below(2) == 0) {
+        change_entries(result.bytes, random);
         return result;
     }
     const std::size_t reach = below(2) == 0 ? std::min<std::size_t>(result.bytes.size(), 64) : result.bytes.size();
