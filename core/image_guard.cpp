@@ -77,7 +77,7 @@ bool is_sound(byte_source& bytes, image_kind kind, image_decoder decoder) noexce
     case image_kind::pnm:
         return is_sound_pnm(bytes);
     case image_kind::psd:
-        return is_sound_psd(bytes);
+        return is_sound_psd(bytes, decoder);
     case image_kind::pxr:
         return is_sound_pxr(bytes);
     case image_kind::sgi:

@@ -51,15 +51,40 @@ bool is_sound_dib_icon(byte_source& bytes, std::uint64_t offset, std::uint64_t& 
     return bytes.holds(pixels, size) && (bits > 8 || has_indices_below(bytes, pixels, width, height, bits, entries));
 }
 
-// One icon of a PNG file. The decoder fails on colours without alpha and on 16 bits.
+// One icon of a PNG file. The decoder fails on colours without alpha and on 16 bits, and makes up alpha for palettes.
 bool is_sound_png_icon(byte_source& bytes, std::uint64_t offset, std::uint64_t& total) noexcept {
     const std::uint64_t width = bytes.be32(offset + 16);
     const std::uint64_t height = bytes.be32(offset + 20);
-    if (width > 65535 || height > 65535 || bytes.u8(offset + 24) > 8 || bytes.u8(offset + 25) == 2) return false;
+    const std::uint32_t colours = bytes.u8(offset + 25);
+    if (width > 65535 || height > 65535 || bytes.u8(offset + 24) > 8 || colours == 2 || colours == 3) return false;
     std::uint64_t size = 0;
     const bool sound = is_sound_png_at(bytes, offset, size);
     total += size;
     return sound;
+}
+
+// True when run-length coded bytes set every pixel: what they leave out the decoder leaves as the memory was.
+bool sets_every_pixel(byte_source& bytes, std::uint64_t offset, std::uint64_t width, std::uint64_t height) noexcept {
+    constexpr std::uint32_t end_of_row = 0, end_of_picture = 1, jump = 2;
+    std::uint64_t row_end = width;
+    for (std::uint64_t done = 0; done < width * height; offset += 2) {
+        const std::uint32_t count = bytes.u8(offset);
+        const std::uint32_t what = bytes.u8(offset + 1);
+        if (!bytes.holds(offset, 2)) return false;
+        if (count > 0) {
+            done += count;
+        } else if (what == end_of_row) {
+            if (done < row_end) return false;
+            done = row_end;
+            row_end += width;
+        } else if (what == end_of_picture || what == jump) {
+            return false;
+        } else {
+            done += what;
+            offset += what + what % 2;
+        }
+    }
+    return true;
 }
 
 } // namespace
@@ -89,7 +114,10 @@ bool is_sound_bmp(byte_source& bytes) noexcept {
     const std::uint64_t offset = bytes.le32(10);
     if (width > 0x7fffffff || !is_countable(width, height, 4) || offset < 54 || offset > bytes.size()) return false;
     if (bits <= 8 && bytes.le32(46) > 256) return false;
-    if (coding == 1 || coding == 2) return is_plausible_packed(width * height, bytes.size());
+    if (coding == 1 || coding == 2) {
+        return is_plausible_packed(width * height, bytes.size()) &&
+               (coding == 2 || sets_every_pixel(bytes, offset, width, height));
+    }
     const std::uint64_t padding = rows_size(width, 1, bits) - (width * bits + 7) / 8;
     return bytes.holds(offset, rows_size(width, height, bits) - padding);
 }

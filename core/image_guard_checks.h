@@ -33,7 +33,8 @@ bool is_sgi_header(byte_source& bytes) noexcept;
 bool is_tiff_header(byte_source& bytes) noexcept;
 
 // Files and parts inside another file.
-bool has_sound_psd_resources(byte_source& bytes, std::uint64_t offset, std::uint64_t end) noexcept;
+bool has_sound_psd_resources(byte_source& bytes, std::uint64_t offset, std::uint64_t end,
+                             image_decoder decoder) noexcept;
 bool is_sound_exif(byte_source& bytes, std::uint64_t offset, std::uint64_t size) noexcept;
 // Small, whole, without notes of its own.
 bool is_sound_thumbnail_jpeg(byte_source& bytes, std::uint64_t offset, std::uint64_t size) noexcept;
@@ -56,7 +57,7 @@ bool is_sound_pcx(byte_source& bytes) noexcept;
 bool is_sound_pix(byte_source& bytes) noexcept;
 bool is_sound_png(byte_source& bytes) noexcept;
 bool is_sound_pnm(byte_source& bytes) noexcept;
-bool is_sound_psd(byte_source& bytes) noexcept;
+bool is_sound_psd(byte_source& bytes, image_decoder decoder) noexcept;
 bool is_sound_pxr(byte_source& bytes) noexcept;
 bool is_sound_sgi(byte_source& bytes) noexcept;
 bool is_sound_sun(byte_source& bytes) noexcept;

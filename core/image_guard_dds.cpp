@@ -52,6 +52,19 @@ dds_layout find_layout(byte_source& bytes) noexcept {
     }
 }
 
+// Blocks of one and two samples the decoder writes whole into each slice of a volume, whatever its height.
+bool writes_past_slices(byte_source& bytes, std::uint64_t height, std::uint64_t depth) noexcept {
+    const std::uint32_t code = bytes.le32(84);
+    const bool samples = code == four_letters('A', 'T', 'I', '1') || code == four_letters('A', 'T', 'I', '2');
+    return (bytes.le32(80) & 4) != 0 && samples && depth > 1 && height % 4 != 0;
+}
+
+// Grey by the masks of ten bits a sample is decoded at two bytes into an image of one.
+bool is_deep_grey(byte_source& bytes) noexcept {
+    return (bytes.le32(80) & 4) == 0 && (bytes.le32(80) & 0x20000) != 0 && bytes.le32(96) == 0x000ffc00 &&
+           bytes.le32(104) == 0xc0000000;
+}
+
 std::uint64_t level_size(const dds_layout& layout, std::uint64_t width, std::uint64_t height,
                          std::uint64_t depth) noexcept {
     const std::uint64_t units = layout.blocks ? (width + 3) / 4 * ((height + 3) / 4) : width * height;
@@ -76,13 +89,16 @@ bool is_sound_dds(byte_source& bytes) noexcept {
     const bool volume = depth > 1 && !cube;
     if (volume && (bytes.le32(112) & 0x200000) == 0) depth = 1;
     if (width > 65536 || height > 65536 || depth > 65536 || levels > 32) return false;
-    if (!is_countable(width * depth, height, layout.decoded_bytes)) return false;
+    if (!is_countable(width * depth, height, layout.decoded_bytes) || is_deep_grey(bytes)) return false;
+    if (writes_past_slices(bytes, height, depth)) return false;
 
     std::uint64_t first = level_size(layout, width, height, depth);
     std::uint64_t rest = 0;
     for (std::uint32_t level = 1; level < levels; ++level) {
-        rest += level_size(layout, std::max<std::uint64_t>(width >> level, 1),
-                           std::max<std::uint64_t>(height >> level, 1), std::max<std::uint64_t>(depth >> level, 1));
+        const std::uint64_t level_height = std::max<std::uint64_t>(height >> level, 1);
+        const std::uint64_t level_depth = std::max<std::uint64_t>(depth >> level, 1);
+        if (writes_past_slices(bytes, level_height, level_depth)) return false;
+        rest += level_size(layout, std::max<std::uint64_t>(width >> level, 1), level_height, level_depth);
     }
     const std::uint64_t given = bytes.le32(20);
     if (!volume && given != 0 && (flags & flag_size) != 0) {

@@ -1,4 +1,4 @@
-// EXR. The decoder reads a header that ends early for ever.
+// EXR. The decoder reads a header that ends early for ever, and counts rows from the top of the window in 32 bits.
 #include "core/image_guard_checks.h"
 
 namespace zarn {
@@ -7,6 +7,7 @@ namespace {
 struct exr_part {
     std::uint64_t width = 0;
     std::uint64_t height = 0;
+    std::uint64_t first_row = 0;
     std::uint64_t pixel_bytes = 0;
     std::uint64_t tile_width = 0; // 0: rows
     std::uint64_t tile_height = 0;
@@ -108,6 +109,7 @@ bool read_part(byte_source& bytes, std::uint64_t& offset, exr_part& part) noexce
         if (is_name(bytes, name, "dataWindow") && is_name(bytes, type, "box2i")) {
             part.width = std::uint64_t(bytes.le32(offset + 8) - bytes.le32(offset)) + 1;
             part.height = std::uint64_t(bytes.le32(offset + 12) - bytes.le32(offset + 4)) + 1;
+            part.first_row = bytes.le32(offset + 4);
         } else if (is_name(bytes, name, "channels") && is_name(bytes, type, "chlist")) {
             part.pixel_bytes = read_channels(bytes, offset, offset + size);
         } else if (is_name(bytes, name, "compression") && is_name(bytes, type, "compression")) {
@@ -126,6 +128,8 @@ bool read_part(byte_source& bytes, std::uint64_t& offset, exr_part& part) noexce
 
 bool is_sound_part(const exr_part& part, std::uint64_t file_size) noexcept {
     if (part.width < 1 || part.width > 65536 || part.height < 1 || part.height > 65536) return false;
+    // A negative row, or one that is this far down, takes it outside of the bitmap; a pixel there has 16 bytes at most.
+    if (part.first_row > 0x7fffffff || part.first_row * part.width * 16 > 0xffffffff) return false;
     if (part.coding > 9 || part.pixel_bytes == 0 || part.pixel_bytes > 4096) return false;
     // The last two codings keep little more than a note of a part of one colour.
     const std::uint64_t pixel_bytes = part.coding > 7 ? (part.pixel_bytes + 15) / 16 : part.pixel_bytes;
@@ -160,7 +164,13 @@ bool is_sound_exr(byte_source& bytes) noexcept {
         chunks += chunks_of(part, tiled);
     } while ((version & flag_parts) != 0 && bytes.u8(offset) != 0);
     if ((version & flag_parts) != 0) ++offset;
-    return bytes.holds(offset, chunks * 8);
+    if (!bytes.holds(offset, chunks * 8)) return false;
+    // A chunk that was never written leaves its rows as the memory was.
+    for (std::uint64_t i = 0; i < chunks; ++i) {
+        const std::uint64_t at = bytes.le32(offset + i * 8) | std::uint64_t(bytes.le32(offset + i * 8 + 4)) << 32;
+        if (at < offset + chunks * 8 || at >= bytes.size()) return false;
+    }
+    return true;
 }
 
 } // namespace zarn

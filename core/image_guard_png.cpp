@@ -83,8 +83,7 @@ bool is_sound_mng(byte_source& bytes) noexcept {
     const auto visit = [&checker](std::uint64_t type, std::uint32_t length) noexcept {
         return checker.visit(type, length);
     };
-    const bool still = bytes.starts_with(0, "\x8bJNG\r\n\x1a\n");
-    if (still) return walk_chunks(bytes, 8, "IEND", visit) && checker.is_plausible();
+    // Of still pictures in JPEG the decoder hands out undefined pixels.
     const bool animation = bytes.starts_with(0, "\x8aMNG\r\n\x1a\n");
     return animation && walk_chunks(bytes, 8, "MEND", visit) && checker.is_plausible();
 }

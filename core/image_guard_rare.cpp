@@ -94,6 +94,7 @@ bool is_sound_fits(byte_source& bytes) noexcept {
         if (bytes.starts_with(line, "NAXIS   ")) axes = fits_number(bytes, line);
         for (std::uint32_t i = 0; i < 3; ++i) {
             const bool named = bytes.starts_with(line, "NAXIS") && bytes.u8(line + 5) == '1' + i;
+            if (named && axes == 0) return false; // then the decoder keeps what an earlier file left
             if (named) sides[i] = fits_number(bytes, line);
         }
     }

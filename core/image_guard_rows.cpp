@@ -27,6 +27,8 @@ bool is_sound_pcx(byte_source& bytes) noexcept {
     const std::uint64_t bits = bytes.u8(3);
     const std::uint64_t planes = bytes.u8(65);
     const std::uint64_t line = bytes.le16(66);
+    // Palettes came with version 3: the decoder leaves pixels of older ones undefined.
+    if (bits == 8 && planes == 1 && (bytes.u8(1) == 0 || bytes.u8(1) == 2)) return false;
     if (bytes.le16(8) < bytes.le16(4) || bytes.le16(10) < bytes.le16(6)) return false;
     const std::uint64_t width = bytes.le16(8) - bytes.le16(4) + 1u;
     const std::uint64_t height = bytes.le16(10) - bytes.le16(6) + 1u;
@@ -67,6 +69,7 @@ bool is_sound_sgi(byte_source& bytes) noexcept {
     if (!is_sgi_header(bytes) || channels > 4) return false;
     // The decoder's 16-bit rows overlap: it fails on sound files too.
     if (bytes.u8(3) != 1 || !is_countable(width, height, 4)) return false;
+    if (bytes.be32(12) > 0x7fffffff) return false; // what it makes of such samples is undefined
     if (!packed) return bytes.holds(512, width * height * channels);
     const std::uint64_t rows = height * (channels == 2 ? 1 : channels); // the decoder takes the first of two channels
     // Rows may share their bytes.
@@ -86,7 +89,8 @@ bool is_sound_sun(byte_source& bytes) noexcept {
     const std::uint64_t map_length = bytes.be32(28);
     if (bytes.be32(0) != 0x59a66a95 || !is_countable(width, height, 4)) return false;
     if ((bits != 1 && bits != 8 && bits != 24 && bits != 32) || type > 3) return false;
-    if (bits == 8 && bytes.be32(24) == 1 && map_length > 768) return false;
+    if (bits == 8 && bytes.be32(24) == 1 && (map_length > 768 || map_length % 3 != 0)) return false;
+    if (bits == 32 && type != 2) return false; // of which it leaves pixels undefined
     const std::uint64_t offset = 32 + (bits == 8 && bytes.be32(24) == 0 ? 0 : map_length);
     const std::uint64_t line = (width * bits + 15) / 16 * 2;
     // Three bytes give at most 256.

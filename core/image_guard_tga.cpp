@@ -31,7 +31,7 @@ bool is_sound_tga(byte_source& bytes) noexcept {
         const std::uint32_t entry_bits = bytes.u8(7);
         const std::uint32_t entries = bytes.le16(5);
         if (pixel_bytes != 1 || entries < 1 || entries > 0x7fff) return false;
-        if (entry_bits != 16 && entry_bits != 24 && entry_bits != 32) return false;
+        if (entry_bits != 24 && entry_bits != 32) return false; // of 16 bits the decoder converts the first alone
         offset += std::uint64_t(entries) * entry_bits / 8;
         break;
     }

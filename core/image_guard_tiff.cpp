@@ -180,7 +180,7 @@ private:
 
     bool has_sound_resources() noexcept {
         return is_within_file(___value_count, ___value_size) &&
-               has_sound_psd_resources(___bytes, ___data, ___data + ___value_count * ___value_size);
+               has_sound_psd_resources(___bytes, ___data, ___data + ___value_count * ___value_size, ___decoder);
     }
 
     // Counts what is looked at: directories and lists do not overlap, so that more than the file holds means a circle.

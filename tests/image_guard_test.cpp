@@ -70,6 +70,21 @@ bytes_t text(const std::string& s) { return {s.begin(), s.end()}; }
 
 } // namespace
 
+namespace {
+
+std::size_t gif_palette_size(unsigned flags) { return flags & 0x80 ? std::size_t{6} << (flags & 7) : 0; }
+
+// Where the first frame is described, and where the size of its codes stands, with the codes behind it.
+std::size_t gif_frame(const bytes_t& gif) {
+    std::size_t at = 13 + gif_palette_size(gif[10]);
+    while (gif.at(at) == '!')
+        for (at += 2; gif.at(at++) != 0;) at += gif[at - 1];
+    return at;
+}
+std::size_t gif_codes(const bytes_t& gif) { return gif_frame(gif) + 10 + gif_palette_size(gif[gif_frame(gif) + 9]); }
+
+} // namespace
+
 // A file is read through a window; what a block of memory says is the reference.
 TEST(image_guard, accepts_sound_files_and_judges_files_and_memory_alike) {
     for (const image_fixture& fixture : image_fixtures()) {
@@ -176,9 +191,23 @@ TEST(image_guard, refuses_damage) {
          freeimage},
         {"exr_rgb_f16", "a huge window", [](bytes_t& b) { put(b, find(b, "box2i") + 20, {1}); }, freeimage},
         {"exr_rgb_f16", "an unknown coding", [](bytes_t& b) { put(b, find(b, "compression") + 28, {77}); }, freeimage},
+        {"exr_rgb_f16", "rows above the first",
+         [](bytes_t& b) {
+             put(b, find(b, "box2i") + 14, {0xff, 0xff, 0xff, 0xff});
+             --b[find(b, "box2i") + 22];
+         },
+         freeimage},
+        {"exr_rgb_f16", "rows that were not written",
+         [](bytes_t& b) {
+             std::size_t table = 0; // one offset, of what follows it
+             while (b[table] + 256u * b[table + 1] != table + 8 || b[table + 2] != 0) ++table;
+             put(b, table, {0, 0});
+         },
+         freeimage},
         {"psd_rgb_rle", "cut in its rows", cut_by(1)},
         {"psd_rgb_rle", "cut in its rows", cut_by(1), freeimage},
         {"psd_rgb_u16_rle", "a packed row beyond its line", edit(68 + 2 * 3 * 17, {127}), freeimage},
+        {"psd_rgb_u16_rle", "a palette for 16 bits", edit(25, {2}), freeimage},
         {"psd_rgb", "a resource beyond its section", edit(42, {0, 1}), freeimage},
         {"psd_rgb", "sides beyond its pixels", edit(14, {0, 0, 0x70})},
         {"pgm_grey", "short by a byte", cut_by(1)},
@@ -196,6 +225,27 @@ TEST(image_guard, refuses_damage) {
         {"bmp_rgb", "cut", cut_by(4)},
         {"bmp_rgb", "sides that overflow", edit(18, {0, 0, 1, 0, 0, 0, 1, 0})},
         {"bmp_palette", "a palette of millions", edit(46, {0, 0, 1})},
+        {"bmp_palette_rle", "a jump over pixels",
+         [](bytes_t& b) {
+             put(b, b[10] + 256u * b[11], {0, 2});
+         }},
+        {"bmp_palette_rle", "an early end",
+         [](bytes_t& b) {
+             put(b, b[10] + 256u * b[11], {0, 1});
+         }},
+        {"sgi_grey", "signed samples", edit(12, {0x80})},
+        {"pcx_palette", "a version before palettes", edit(1, {2})},
+        {"tga_palette", "palette entries of 16 bits", edit(7, {16})},
+        {"ras_rgb", "raw rows of 32 bits", [](bytes_t& b) { b.resize(b.size() * 2), put(b, 15, {32}); }},
+        {"gif_palette", "a code before its string",
+         [](bytes_t& b) {
+             put(b, gif_codes(b) + 3, {0xff, 0xff});
+         }},
+        {"gif_palette", "data that ends early",
+         [](bytes_t& b) {
+             put(b, gif_codes(b) + 1, {1});
+             put(b, gif_codes(b) + 3, {0});
+         }},
         {"ico_rgba", "another header", edit(22, {0})},
         {"ico_rgba", "cut", cut_by(1)},
         {"gif_palette", "a frame beyond the screen", [](bytes_t& b) { put(b, 6, {22}); }},
@@ -288,6 +338,9 @@ bytes_t psd_with(unsigned id, const bytes_t& contents) {
 } // namespace
 
 TEST(image_guard, follows_camera_notes_inside_psd) {
+    const bytes_t third = psd_with(0x0423, bytes_t(4)); // FreeImage stops at any
+    EXPECT_EQ(judge(third, L"a.psd", image_decoder::freeimage), guard_verdict::damaged);
+    EXPECT_EQ(judge(third, L"a.psd", image_decoder::devil), guard_verdict::accepted);
     const auto judge_notes = [](const bytes_t& notes) {
         return judge(psd_with(0x0422, notes), L"a.psd", image_decoder::freeimage);
     };
@@ -400,6 +453,23 @@ TEST(image_guard, walks_animations) {
     EXPECT_EQ(animation({{"LOOP", endless}, {"IHDR", sides}, {"ENDL", {}}, {"MEND", {}}}), guard_verdict::accepted);
     EXPECT_EQ(animation({{"TERM", for_ever}, {"FRAM", {}}, {"MEND", {}}}), guard_verdict::damaged) << "own delays";
     EXPECT_EQ(animation({{"TERM", for_ever}, {"MEND", {}}}), guard_verdict::accepted);
+
+    // A second frame, with or without a palette of its own, under the first or in its place.
+    const bytes_t gif = image_fixture_named("gif_palette").bytes;
+    const auto frame = static_cast<std::ptrdiff_t>(gif_frame(gif));
+    for (const bool has_palette : {false, true}) {
+        for (const unsigned disposal : {1u, 2u}) {
+            bytes_t second(gif.begin() + frame, gif.begin() + frame + 10);
+            second[9] = static_cast<std::uint8_t>(has_palette ? 0x80 : 0);
+            if (has_palette) add(second, bytes_t(6));
+            second.insert(second.end(), gif.begin() + static_cast<std::ptrdiff_t>(gif_codes(gif)), gif.end());
+            bytes_t bytes(gif.begin(), gif.end() - 1);
+            add(bytes, {'!', 0xf9, 4, static_cast<std::uint8_t>(disposal << 2), 0, 0, 0, 0});
+            add(bytes, second);
+            const bool is_fatal = has_palette && disposal == 1;
+            EXPECT_EQ(judge(bytes, L"a.gif"), is_fatal ? guard_verdict::damaged : guard_verdict::accepted);
+        }
+    }
 }
 
 TEST(image_guard, measures_every_texture_code) {
@@ -422,8 +492,24 @@ TEST(image_guard, measures_every_texture_code) {
         std::copy(c.letters.begin(), c.letters.end(), dds.begin() + 84);
         dds.resize(128 + c.bytes * (c.blocks ? 4 : 30));
         EXPECT_EQ(judge(dds, L"a.dds"), guard_verdict::accepted) << int{c.letters[0]};
+        bytes_t volume = dds; // whose slices are not whole blocks high
+        volume[24] = 2;
+        volume[114] = 0x20;
+        volume.resize(128 + 2 * (dds.size() - 128));
+        const bool is_fatal = c.letters[0] == 'A';
+        EXPECT_EQ(judge(volume, L"a.dds"), is_fatal ? guard_verdict::damaged : guard_verdict::accepted);
+        volume[12] = 4;
+        EXPECT_EQ(judge(volume, L"a.dds"), guard_verdict::accepted) << int{c.letters[0]};
         dds.pop_back();
         EXPECT_EQ(judge(dds, L"a.dds"), guard_verdict::damaged) << int{c.letters[0]};
+    }
+    for (const unsigned kind : {0x40u, 0x20000u}) { // of ten bits a sample: colours, and grey
+        bytes_t dds = text("DDS ");
+        dds.resize(128 + 4);
+        put(dds, 12, {1, 0, 0, 0, 1});
+        put(dds, 76, {32, 0, 0, 0, kind & 0xff, 0, kind >> 16});
+        put(dds, 88, {32, 0, 0, 0, 0xff, 3, 0, 0, 0, 0xfc, 0x0f, 0, 0, 0, 0xf0, 0x3f, 0, 0, 0, 0xc0});
+        EXPECT_EQ(judge(dds, L"a.dds"), kind == 0x40 ? guard_verdict::accepted : guard_verdict::damaged);
     }
 }
 
@@ -445,7 +531,7 @@ TEST(image_guard, measures_old_bitmaps_and_icons) {
         put(icon, 70, {indices});
         EXPECT_EQ(judge(icon, L"a.ico"), indices == 0x10 ? guard_verdict::accepted : guard_verdict::damaged);
     }
-    for (const char* const fixture : {"png_rgba", "png_rgb"}) { // the decoder fails on colours without alpha
+    for (const char* const fixture : {"png_rgba", "png_rgb", "png_palette"}) { // the decoder fails without alpha
         bytes_t with_png = {0, 0, 1, 0, 1, 0};
         with_png.resize(22);
         put(with_png, 18, {22});

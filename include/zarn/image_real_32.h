@@ -28,10 +28,10 @@ public:
 
     /// `option` is accepted and changes nothing.
     unsigned int resample(unsigned int width, unsigned int height, unsigned int mode, unsigned int option = 0);
-
     /// Turns clockwise by quarter turns, without resampling; any number counts modulo 4. Fails, after its cause, with
     /// "Failed to zarn_image_real_32::___do_rotate_by_90()."; an empty image: 0 without a message.
     unsigned int rotate_by_90(int quarter_turns);
+
     /// A Gaussian of radius ceil(3 sigma), edges repeated, colours weighted by alpha. Sigma as in gaussian_blur().
     unsigned int gaussian_blur_2(float sigma, unsigned int blur_colour, unsigned int blur_alpha);
 
