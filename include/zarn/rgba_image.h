@@ -142,7 +142,7 @@ public:
     /// alpha included, and values beyond full scale wrap. DevIL's float sources get gamma(2.2) after conversion.
     ///
     /// DevIL's reasons become messages, as in "Failed to load image using ilLoadImage(). File open failed."; some
-    /// failures have none. Files are looked over before a decoder sees them: damage that a decoder would not survive
+    /// failures have none. Files are looked over first: damage, and kinds of pictures, that a decoder does not survive
     /// fails with "Failed to load image using ilLoadImage(). Damaged file.", a type without a sound decoder with the
     /// same and "Invalid file extension.". The image is empty after a failure. Calls may run at once on different
     /// objects: DevIL is used behind one process-wide lock.
