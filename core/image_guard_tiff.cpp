@@ -50,7 +50,6 @@ public:
     explicit field(std::uint64_t standard) noexcept
         : ___value(standard) {}
     operator std::uint64_t() const noexcept { return ___value; }
-    bool is_set() const noexcept { return ___is_set; }
     void set(std::uint64_t value) noexcept {
         if (!___is_set) ___value = value;
         ___is_set = true;
@@ -76,6 +75,26 @@ struct picture_fields {
     field sample_format{integer_samples};
 
     std::uint64_t row_bytes() const noexcept { return (width * bits * samples + 7) / 8; }
+};
+
+struct picture_tag {
+    field picture_fields::*place;
+    tag id;
+    bool holds_one_number = false;
+};
+
+constexpr picture_tag picture_tags[] = {
+    {&picture_fields::width, tag_width},
+    {&picture_fields::height, tag_height},
+    {&picture_fields::bits, tag_bits},
+    {&picture_fields::coding, tag_coding},
+    {&picture_fields::colours, tag_colours},
+    {&picture_fields::samples, tag_samples},
+    {&picture_fields::strip_rows, tag_strip_rows, true},
+    {&picture_fields::strip_bytes, tag_strip_bytes},
+    {&picture_fields::planes, tag_planes},
+    {&picture_fields::tile_width, tag_tile_width, true},
+    {&picture_fields::sample_format, tag_sample_format},
 };
 
 // FreeImage has no form for these and stops the process, or writes past the end of another.
@@ -203,40 +222,11 @@ private:
             const std::uint64_t entry = entries_start(directory) + i * entry_size();
             if (!find_values(entry)) return false;
             const std::uint64_t first = ___value_count > 0 && ___value_size > 0 ? value(0) : 0;
+            for (const picture_tag& known : picture_tags) {
+                if (known.id != u16(entry)) continue;
+                (picture.*known.place).set(known.holds_one_number && !is_one_number(entry) ? 0 : first);
+            }
             switch (u16(entry)) {
-            case tag_width:
-                picture.width.set(first);
-                break;
-            case tag_height:
-                picture.height.set(first);
-                break;
-            case tag_bits:
-                picture.bits.set(first);
-                break;
-            case tag_coding:
-                picture.coding.set(first);
-                break;
-            case tag_colours:
-                picture.colours.set(first);
-                break;
-            case tag_samples:
-                picture.samples.set(first);
-                break;
-            case tag_strip_rows:
-                picture.strip_rows.set(is_one_number(entry) ? first : 0);
-                break;
-            case tag_strip_bytes:
-                picture.strip_bytes.set(first);
-                break;
-            case tag_planes:
-                picture.planes.set(first);
-                break;
-            case tag_tile_width:
-                picture.tile_width.set(is_one_number(entry) ? first : 0);
-                break;
-            case tag_sample_format:
-                picture.sample_format.set(first);
-                break;
             case tag_directories:
                 inner = first;
                 break;
