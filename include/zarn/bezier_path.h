@@ -179,10 +179,11 @@ public:
     //
     // Draws the vertex list with anti-aliasing: coverage of a pixel counts from 0 to 255.
     //
-    // stroke 0: the vertices are a polygon, filled; it closes by itself. Otherwise a line of line_width pixels follows
-    // them, with round joins and caps; a line_width not above 0 draws nothing. Vertices whose last one equals the first
-    // make a line without ends. even_odd 0: overlapping parts are filled (non-zero winding); otherwise they cancel each
-    // other out, parts of one line too.
+    // stroke 0: the vertices are a polygon, filled; it closes by itself. For a hole set_vertex_list() with the
+    // outline's vertices and its first again, the hole's and its first again, and the outline's first, and draw with
+    // even_odd 1. Otherwise a line of line_width pixels follows them, with round joins and caps; a line_width not above
+    // 0 draws nothing. Vertices whose last one equals the first make a line without ends. even_odd 0: overlapping parts
+    // are filled (non-zero winding); otherwise they cancel each other out, parts of one line too.
     //
     // A colour's alpha and a value are scaled by coverage / 255, truncated. Values and alpha given as unsigned int are
     // cut to the bits of the image's depth. image_type is the depth of the image made: 0, 1, 2 for 8, 16, 32 bits.

@@ -34,8 +34,8 @@ struct ZARN_API zarn_histogram_channel_s {
 /// Bins. A value v counts in bin trunc((bins - 1) * v + 0.5); values outside 0..1 count in the first or the last bin,
 /// NaN in the first.
 ///
-/// Luminance is 0.299 red + 0.587 green + 0.114 blue. The deviation of channel 0 of a colour image is the pooled one of
-/// the channels red, green and blue, its mean their mean.
+/// Luminance is 0.299 red + 0.587 green + 0.114 blue. The deviation of channel 0 of a colour image is that of all its
+/// red, green and blue samples together, taken from the three channels' results; its mean is their mean.
 ///
 /// Medians look at every pixel of an image of up to 1572863 pixels, in a larger one at every n-th pixel in row order, n
 /// being the number of pixels / 1048576, rounded. NaN counts as the lowest value.

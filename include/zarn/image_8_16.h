@@ -8,8 +8,9 @@
 /// Holds one zarn_image_8 (image type 0) or one zarn_image_16 (type 1), or nothing, and forwards operations to it. The
 /// rules of every image class, and all that an operation does, stand in rgba_image.h.
 ///
-/// Forwarded operations leave their messages with the held image; the holder's own stack has those of create(),
-/// set_image_type(), loading, save_binary() and the blits' conversion.
+/// Forwarded operations leave their messages with the held image, where a host cannot read them: of such a failure only
+/// the 0 is told. The holder's own stack has those of create(), set_image_type(), loading, save_binary() and the blits'
+/// conversion.
 ///
 /// A call that needs an image which is not held, for the holder is empty or holds the other depth, returns 0, a null
 /// pointer or a constant transparent black pixel, or does nothing; without a message and without a file.
@@ -100,8 +101,9 @@ public:
 
     /// Loads an ordinary image file at the depth that suits it: 16 bits for more than 32 bits a pixel, else 8. Files
     /// ending in "psd", "tif" and "tiff" go to FreeImage; pixels of 32 or 64 bits are taken as its bytes lie, origin
-    /// lower left (32-bit ones so have red and blue exchanged), others go on to DevIL. A file that FreeImage cannot
-    /// load fails with "Failed to load image using FreeImage_LoadU(). File open failed.".
+    /// lower left (32-bit ones so have red and blue exchanged), those of other depths go on to DevIL, as do all other
+    /// files: EXR is not read. A file that FreeImage cannot load fails with "Failed to load image using
+    /// FreeImage_LoadU(). File open failed.".
     unsigned int load_file(const wchar_t* path);
     /// By DevIL alone, without the gamma step for float sources.
     unsigned int load_file(const void* data, unsigned int size);

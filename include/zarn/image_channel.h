@@ -88,21 +88,22 @@ public:
     const zarn_list<zarn_subset_s*>* get_subset_list() const { return &___subsets; }
     void clear_subset_list();
 
-    /// Stretches the values of each subset over the whole range, in double, truncated. The least value is looked for
-    /// only where no value rises above those before it, so a subset whose values only rise from point to point is
-    /// stretched from 4294967295, cut to the depth; one of a single value becomes 0. Points outside the image are left
-    /// out. Without subsets: 0 and "Subset list not built.".
+    /// Stretches the values of each subset over the whole range, in double, truncated; one of a single value becomes 0.
+    /// Hosts rely on this: the least value is looked for only where no value rises above those before it, so a subset
+    /// whose values only rise from point to point is stretched from 4294967295, cut to the depth, and comes out as low
+    /// bits of that. Points outside the image are left out. Without subsets: 0 and "Subset list not built.".
     unsigned int normalize_subsets();
 
     // ---- Distance transform ----------------------------------------------------------------------------------------
 
-    /// Replaces every sample that is not 0 by its Euclidean distance to the nearest place where the picture, at 8 bits,
-    /// changes its value, stretched so that the greatest distance becomes full scale; samples of 0 stay. Beyond the
-    /// edge lies a frame of 0; its distances and those of the 0 samples count for the greatest too. By dead reckoning
-    /// over 7 x 7 pixels, on one thread, with 20 bytes a pixel. Fails with "Failed to temp resize canvas of image.",
-    /// "Failed to create temp copy of image.", "Memory Allocation Error: Failed to allocate dr7 transform object.",
-    /// "Memory Allocation Error: Failed to allocate distance array." or "Failed to crop image to original size."; after
-    /// all but the first the image keeps its frame of five pixels. An empty image: 0 without a message.
+    /// Replaces every sample that is not 0 by its Euclidean distance to the nearest pixel beside which the picture, at
+    /// 8 bits, changes its value, stretched so that the greatest distance becomes full scale; samples of 0 stay. Pixels
+    /// on both sides of a change have a distance of 0, so that a region's own rim becomes 0. Beyond the edge lies a
+    /// frame of 0; its distances and those of the 0 samples count for the greatest too. By dead reckoning over 7 x 7
+    /// pixels, on one thread, with 20 bytes a pixel. Fails with "Failed to temp resize canvas of image.", "Failed to
+    /// create temp copy of image.", "Memory Allocation Error: Failed to allocate dr7 transform object.", "Memory
+    /// Allocation Error: Failed to allocate distance array." or "Failed to crop image to original size."; after all but
+    /// the first the image keeps its frame of five pixels. An empty image: 0 without a message.
     unsigned int distance_transform();
 
     // ---- Files -----------------------------------------------------------------------------------------------------

@@ -101,11 +101,12 @@ public:
     /// full scale, times `strength`.
     ///
     /// This image is converted to 16 bits and turned to the upper-left origin, and stays so. `output` is made anew,
-    /// upper-left, unless it has this image's size; outside the rectangle it then keeps its pixels.
+    /// upper-left, unless it has this image's size; outside the rectangle it then keeps its pixels. It keeps its origin
+    /// too and is written from its first row in memory on: turn one that is lower-left to upper-left first.
     ///
     /// wrap not 0: the map tiles; 0: beyond the edge stands the edge pixel. An invisible neighbour stands at the
-    /// centre's height; an invisible pixel has the level normal without z (with z under flag 0x10) and alpha 0.
-    /// Flags: 0x1, 0x4, 0x20 turn x, y, z round.
+    /// centre's height. An invisible pixel becomes (32767, 32767, 0), under flag 0x10 (32767, 32767, 65535), with alpha
+    /// 0 and whatever the other flags. Flags: 0x1, 0x4, 0x20 turn x, y, z round.
     ///
     /// rectangle: the pixels to write, or null for all; it is cut to the image, in place. One that lies outside:
     /// 1, with no pixel written.

@@ -5,12 +5,12 @@
 
 /// Starts the image-file library and its utility layer, each at most once per process, and lets every later save
 /// replace an existing file. Call it once, from one thread, before the first load or save of an ordinary image file;
-/// without it those calls fail with their "Illegal operation." message. Work on pixels in memory and the native binary
-/// format need no start.
+/// without it those that DevIL serves fail with their "Illegal operation." message. Work on pixels in memory and the
+/// native binary format need no start.
 ZARN_API void zarn_initialize();
 
-/// Shuts the image-file library down; called once at the end of the process. is_zarn_initialized() keeps answering 1,
-/// and a later zarn_initialize() does not start the libraries again.
+/// Shuts the image-file library down; called once at the end of the process, after the last load and save.
+/// is_zarn_initialized() keeps answering 1, and a later zarn_initialize() does not start the libraries again.
 ZARN_API void zarn_shutdown();
 
 /// 1 when both libraries have been started, else 0.

@@ -7,7 +7,9 @@
 // place of the poles; around it each direction bin has a wedge, which reaches the farther out the more normals it
 // counts: to the rim at the count that everything is scaled to. That count is the larger of both hemispheres' maxima
 // where both are shown or `common_scale` is not 0, else the maximum of the one that is shown. Bin 0 points down, later
-// ones turn to the left. An inner radius beyond the rim turns the wedges inside out.
+// ones turn to the left. The disc is turned against the picture: normals that lean right (x above 0) stand at the
+// bottom, down (y above 0) at the right, left at the top, up at the left. An inner radius beyond the rim turns the
+// wedges inside out.
 #pragma once
 
 #include <zarn/export.h>
@@ -99,8 +101,9 @@ ZARN_API unsigned int zarn_is_intersect_nradar_image(const zarn_nradar_s& radar,
 
 /// Draws the radar into `image`, which becomes size x size, upper left, alpha 255: the wedges of the shown hemispheres,
 /// the first over the second, coloured as normal maps are (x, y, z to red, green, blue; -1..1 to 0..255) by max_normal
-/// at the inner and min_normal at the outer edge; for each hemisphere a disc in the centre, with the share of its poles
-/// of all normals that were counted (in both hemispheres, where both give the scale) as its share of the inner radius;
+/// at the inner and min_normal at the outer edge; for each hemisphere a disc in the centre, (128, 128, 0) or under flag
+/// 16 (128, 128, 255), with the share of its poles of all normals that were counted (in both hemispheres, where both
+/// give the scale) as its share of the inner radius;
 /// and, in the colour `drawing` over everything, lines one pixel wide along the rim and the inner circle. The
 /// background is opaque whatever its alpha; `drawing` is laid over with its alpha.
 ///

@@ -118,13 +118,14 @@ public:
     /// Saves with the format and compression codes of the RGBA classes. "exr" and "hdr" are linear: samples are raised
     /// to 2.2 first where is_sRGB(). Other files: with is_u8_max_256() and format 1 or 2, 8-bit RGB or RGBA, encoded
     /// with 1/2.2 first where not is_sRGB(); else the floats as RGBA, which few kinds of files hold: a PNG then fails
-    /// without a message, a TIFF is written but is one that cannot be loaded again.
+    /// without a message, a TIFF is written but is one that cannot be loaded again. Eight bits are not clamped: what
+    /// lies outside 0..1, alpha too, wraps. exposure(1) cuts colours at 1, clear_alpha() sets alpha.
     unsigned int save_file(const wchar_t* path, unsigned int format, unsigned int compression);
 
     // ---- Layout and colour space -----------------------------------------------------------------------------------
 
-    /// Raise every sample, alpha included, to 2.2 where is_sRGB(), to 1/2.2 where not, and change the flag. Without
-    /// memory for their records they change neither.
+    /// Raise every sample, alpha included, to 2.2 where is_sRGB(), to 1/2.2 where not, and change the flag. Samples
+    /// below 0 become NaN. Without memory for their records they change neither.
     void convert_to_linear_space();
     void convert_to_sRGB_space();
 
@@ -159,7 +160,8 @@ public:
     unsigned int gaussian_blur(Sample sigma, unsigned int fast, unsigned int blur_colour, unsigned int blur_alpha);
     /// Clamped to 0..1; NaN becomes 0.
     void sharpen(Sample amount);
-    /// The threshold counts up to the greatest sample below 1; filled and kept-out pixels end at an alpha of 1.
+    /// The threshold counts up to the greatest sample below 1. Full alpha is 1: with keep_alpha 0 every pixel has it
+    /// afterwards, those above 1 too.
     unsigned int expand_where_alpha(unsigned int iterations, Sample threshold, unsigned int keep_alpha);
 
     // ---- Tone: on colour or value; alpha stays ---------------------------------------------------------------------
@@ -202,7 +204,9 @@ public:
     /// high raised to the given low. Equal input levels make every value NaN.
     void adjust_levels(const Sample* in_levels, const Sample* out_levels);
 
-    /// Turns the hue by degrees and scales the saturation, -100 (grey) to 100 (double), 0 being neutral; clamped.
+    /// Turns the colours about the grey axis by `hue` degrees, 120 taking red to blue (against the hues of colour.h),
+    /// and scales their distance from luma: by 0 at a saturation of -100, by 1 at 0, by 2 at 100; beyond counts as the
+    /// end. Clamped. Even 0 and 0 lower blue by 0.001 (red + green).
     void hue_saturation(Sample hue, Sample saturation);
 
 protected:

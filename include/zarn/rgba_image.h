@@ -142,14 +142,14 @@ public:
     /// alpha included, and values beyond full scale wrap. DevIL's float sources get gamma(2.2) after conversion.
     ///
     /// DevIL's reasons become messages, as in "Failed to load image using ilLoadImage(). File open failed."; some
-    /// failures have none. Files are looked over first: damage, and kinds of pictures, that a decoder does not survive
-    /// fails with "Failed to load image using ilLoadImage(). Damaged file.", a type without a sound decoder with the
-    /// same and "Invalid file extension.". The image is empty after a failure. Calls may run at once on different
-    /// objects: DevIL is used behind one process-wide lock.
+    /// failures have none. Files are looked over first. Damage, or a kind of picture, that a decoder would not survive:
+    /// "Failed to load image using ilLoadImage(). Damaged file."; a type without a sound decoder, even where there is
+    /// no such file: "Failed to load image using ilLoadImage(). Invalid file extension.". The image is empty after a
+    /// failure. Calls may run at once on different objects: DevIL is used behind one process-wide lock.
     unsigned int load_file(const wchar_t* path);
 
     /// The same from `size` bytes of an image file in memory, by DevIL alone, which tells the format by its contents,
-    /// and without the gamma step for float sources.
+    /// and without the gamma step for float sources. Bytes of no known format: 0 without a message.
     unsigned int load_file(const void* data, unsigned int size);
 
     /// Writes an ordinary image file; the ending of the path picks the format. All but "exr" and "hdr" need
@@ -162,11 +162,16 @@ public:
     /// linearised with gamma 2.2; with other formats they fail with "Failed to save EXR. Unsupported pixel format." or
     /// "Failed to save HDR. Unsupported pixel format.".
     ///
-    /// compression, for DDS: 1 DXT1, 2 DXT3, 3 DXT5, anything else DevIL's default.
+    /// Of 16-bit layouts PNG and TIFF keep all bits; BMP, JPEG, TGA and DDS keep eight; PPM fails without a message.
     ///
-    /// A "tga" saved with format 2 is marked as having 8 bits of alpha, lower-left; with any other format it has its
-    /// rows turned over. DevIL's failures become messages such as "Failed to save image using ilSaveImage(). Invalid
-    /// file extension.".
+    /// compression, for DDS, which is always compressed: 1 DXT1, 2 DXT3, 3 DXT5, anything else DevIL's default, which
+    /// is DXT1. The alpha of DXT1 is on or off.
+    ///
+    /// A path ending in "tga" shows the picture upside down with every format but 2, which is the right way up and
+    /// marked as having 8 bits of alpha, lower-left. Hosts rely on it; an ending in capitals is always right.
+    ///
+    /// DevIL's failures become messages such as "Failed to save image using ilSaveImage(). Invalid file extension.". A
+    /// save that fails may leave an empty or partial file in the place of an older one.
     unsigned int save_file(const wchar_t* path, unsigned int format, unsigned int compression);
 
     /// Replaces the image by the picture on the clipboard, opaque and with the top row first. 8-bit samples are scaled
@@ -234,11 +239,12 @@ public:
     unsigned int resample(unsigned int width, unsigned int height, unsigned int mode);
 
     /// Turns the picture clockwise by an angle in radians about its centre, bilinearly, on a canvas that holds the
-    /// whole result; outside the turned picture it is transparent black. Invisible neighbours lend the sampled pixel's
-    /// own colour, and where the sampled pixel, the upper left one of the four, is itself invisible so is the result:
-    /// edges of hard alpha come out smooth on two sides and stepped on the others. Results are truncated, so that some
-    /// pixels inside an opaque picture have an alpha one short of full. An angle of 0 or NaN returns 1 and changes
-    /// nothing.
+    /// turned outline; outside of that it is transparent black. Quarter, half and full turns are no exception: the
+    /// canvas may be a pixel larger, and a row or a column at an edge may be lost; both flips make a half turn without
+    /// loss. Invisible neighbours lend the sampled pixel's own colour, and where the sampled pixel, the upper left one
+    /// of the four, is itself invisible so is the result: edges of hard alpha come out smooth on two sides and stepped
+    /// on the others. Results are truncated, so that some pixels inside an opaque picture have an alpha one short of
+    /// full. An angle of 0 or NaN returns 1 and changes nothing.
     ///
     /// feather_edges not 0: lowers the alpha of opaque pixels at the edge of the canvas to 75..84 % and of those beside
     /// a fully transparent one to 55..69 %, with std::rand seeded by the new width (the process's generator; guarded
@@ -329,9 +335,9 @@ public:
     /// out; with nothing left the result is 1. `source` may be this image: it is read as it was before.
     ///
     /// Colour moves from the destination's towards the blended one (see blend.h) by the source pixel's alpha times
-    /// `opacity`. Alpha becomes the greater of the two when `flags` is 0, else the destination keeps it.
-    /// ZARN_BLEND_REPLACE copies whole pixels, ZARN_BLEND_CUSTOM stores what the callback makes; codes above that
-    /// change no colour.
+    /// `opacity`, which is meant to be in 0..1: beyond that the low bits of what comes out are stored. Alpha becomes
+    /// the greater of the two when `flags` is 0, else the destination keeps it. ZARN_BLEND_REPLACE copies whole pixels,
+    /// ZARN_BLEND_CUSTOM stores what the callback makes; codes above that change no colour.
     ///
     /// The callback runs on several threads at once; `user_data` is handed through. It gets the weight (source alpha in
     /// 0..1 times opacity), the destination pixel after the alpha rule, the source pixel, and a result to be written

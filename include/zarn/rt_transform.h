@@ -45,8 +45,9 @@ public:
     unsigned int checkin_image(zarn_bezier_path& path);
 
     /// Makes an image from the kept copy: scaled to width x height, a negative side mirrored, then turned clockwise by
-    /// an angle in radians on the smallest canvas that holds it. What lies outside the turned picture is 0. A side of 0
-    /// gives the image the size 0 x 0.
+    /// an angle in radians on the smallest canvas that holds its outline. What lies outside the turned picture is 0.
+    /// Quarter, half and full turns are no exception: the canvas may be a pixel larger, and a row or a column at an
+    /// edge may be lost. A side of 0 gives the image the size 0 x 0.
     ///
     /// The pixel array grows by doubling and does not shrink before the check-out: get_pixel_array() may be longer than
     /// width x height says.
